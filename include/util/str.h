@@ -1,0 +1,37 @@
+// String support functions.
+#ifndef VEXA_UTIL_STR_H_
+#define VEXA_UTIL_STR_H_
+
+#include <string>
+#include <vector>
+
+#include <datastore/export.h>
+
+namespace vexa::str {
+
+// The pieces of `text` between occurrences of `separator`, in order. Empty
+// pieces are kept when `keep_empty` is true and dropped when it is false:
+//   split("a||b", '|', true)  -> {"a", "", "b"}
+//   split("a||b", '|', false) -> {"a", "b"}
+//   split("", '|', true)      -> {""}
+VEXA_DATASTORE_EXPORT std::vector<std::string> split(std::string const& text, char separator,
+                                                     bool keep_empty);
+
+// `text` without leading and trailing white space: stripws("  a b \n") -> "a b".
+VEXA_DATASTORE_EXPORT std::string stripws(std::string text);
+
+// Every run of `c` reduced to one: squeeze("a//b///c", '/') -> "a/b/c".
+VEXA_DATASTORE_EXPORT std::string squeeze(std::string text, char c);
+
+// Everything before the last "/": dirname("/a/b/c.so") -> "/a/b"; "/" for
+// "/x", "." for a text without "/".
+VEXA_DATASTORE_EXPORT std::string dirname(std::string const& path);
+
+// Shell-style expansion of variables and a leading "~", never running
+// commands: wordexp("$HOME/x") -> "/home/u/x". Of several words the first is
+// returned, of none "". A text that cannot be expanded is returned unchanged.
+VEXA_DATASTORE_EXPORT std::string wordexp(std::string text);
+
+}  // namespace vexa::str
+
+#endif  // VEXA_UTIL_STR_H_

@@ -1,0 +1,64 @@
+#include <util/str.h>
+
+#include <wordexp.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace vexa::str {
+
+std::vector<std::string> split(std::string const& text, char separator, bool keep_empty) {
+    std::vector<std::string> pieces;
+    std::string::size_type start = 0;
+    while (true) {
+        std::string::size_type const end = text.find(separator, start);
+        std::string piece = text.substr(start, end == std::string::npos ? end : end - start);
+        if (keep_empty || !piece.empty()) {
+            pieces.push_back(std::move(piece));
+        }
+        if (end == std::string::npos) {
+            return pieces;
+        }
+        start = end + 1;
+    }
+}
+
+std::string stripws(std::string text) {
+    auto const is_space = [](unsigned char c) { return std::isspace(c) != 0; };
+    auto const first = std::find_if_not(text.begin(), text.end(), is_space);
+    auto const last = std::find_if_not(text.rbegin(), text.rend(), is_space).base();
+    if (first >= last) {
+        return {};
+    }
+    return std::string(first, last);
+}
+
+std::string squeeze(std::string text, char c) {
+    auto const end = std::unique(text.begin(), text.end(),
+                                 [c](char a, char b) { return a == c && b == c; });
+    text.erase(end, text.end());
+    return text;
+}
+
+std::string dirname(std::string const& path) {
+    std::string::size_type const slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return ".";
+    }
+    if (slash == 0) {
+        return "/";
+    }
+    return path.substr(0, slash);
+}
+
+std::string wordexp(std::string text) {
+    ::wordexp_t words;
+    if (::wordexp(text.c_str(), &words, WRDE_NOCMD) != 0) {
+        return text;
+    }
+    std::string first = words.we_wordc > 0 ? words.we_wordv[0] : "";
+    ::wordfree(&words);
+    return first;
+}
+
+}  // namespace vexa::str
