@@ -52,8 +52,13 @@ std::string dirname(std::string const& path) {
 }
 
 std::string wordexp(std::string text) {
-    ::wordexp_t words;
-    if (::wordexp(text.c_str(), &words, WRDE_NOCMD) != 0) {
+    ::wordexp_t words{};
+    int const rc = ::wordexp(text.c_str(), &words, WRDE_NOCMD);
+    if (rc != 0) {
+        // Only an out-of-memory failure leaves a partial result behind.
+        if (rc == WRDE_NOSPACE) {
+            ::wordfree(&words);
+        }
         return text;
     }
     std::string first = words.we_wordc > 0 ? words.we_wordv[0] : "";

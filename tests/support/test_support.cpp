@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 
@@ -95,6 +96,16 @@ ScopedEnv::~ScopedEnv() {
     }
 }
 
+ScopedCurrentDirectory::ScopedCurrentDirectory(std::string const& path)
+    : saved_(std::filesystem::current_path().string()) {
+    std::filesystem::current_path(path);
+}
+
+ScopedCurrentDirectory::~ScopedCurrentDirectory() {
+    std::error_code ignored;
+    std::filesystem::current_path(saved_, ignored);
+}
+
 void write_file(std::string const& path, std::string const& content) {
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     out << content;
@@ -116,6 +127,14 @@ std::string read_file(std::string const& path) {
 bool exists(std::string const& path) {
     struct stat st;
     return ::stat(path.c_str(), &st) == 0;
+}
+
+std::string real_path(std::string const& path) {
+    std::unique_ptr<char, decltype(&::free)> resolved(::realpath(path.c_str(), nullptr), &::free);
+    if (!resolved) {
+        throw std::runtime_error("cannot resolve " + path);
+    }
+    return resolved.get();
 }
 
 }  // namespace vexa::test

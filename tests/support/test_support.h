@@ -66,12 +66,28 @@ private:
     std::optional<std::string> saved_;
 };
 
+// Makes `path` the current directory for the life of the object, then
+// returns to the previous one.
+class ScopedCurrentDirectory {
+public:
+    explicit ScopedCurrentDirectory(std::string const& path);
+    ~ScopedCurrentDirectory();
+    ScopedCurrentDirectory(ScopedCurrentDirectory const&) = delete;
+    ScopedCurrentDirectory& operator=(ScopedCurrentDirectory const&) = delete;
+
+private:
+    std::string saved_;
+};
+
 // Writes `content` to `path`, replacing it. Throws std::runtime_error on failure.
 void write_file(std::string const& path, std::string const& content);
 // The whole content of `path`. Throws std::runtime_error on failure.
 std::string read_file(std::string const& path);
 // Whether `path` exists.
 bool exists(std::string const& path);
+// The canonical path of an existing `path` (symbolic links, "." and ".."
+// resolved). Throws std::runtime_error when it cannot be resolved.
+std::string real_path(std::string const& path);
 
 }  // namespace vexa::test
 
