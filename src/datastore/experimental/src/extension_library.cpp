@@ -1,0 +1,73 @@
+#include "extension_library.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include <util/log.h>
+
+namespace vexa::datastore {
+
+namespace {
+
+// The only calls into the dynamic loader.
+void* open_library(std::string const& path) { return dlopen(path.c_str(), RTLD_LAZY); }
+void* find_symbol(void* handle, char const* name) { return dlsym(handle, name); }
+void close_library(void* handle) { dlclose(handle); }
+std::string loader_error() {
+    char const* text = dlerror();
+    return text != nullptr ? text : "";
+}
+
+constexpr int kWarning = 4;
+
+// Whether `path` names an existing file; warns when it does not.
+bool file_exists(std::string const& path) {
+    struct stat status;
+    if (stat(path.c_str(), &status) == 0) {
+        return true;
+    }
+    int const error = errno;
+    log::ErrorLog(__FILE__, __func__, __LINE__, kWarning).stream()
+        << "opendir failed on " << path << ": " << error << ": " << std::strerror(error);
+    return false;
+}
+
+// The entry point `name` of `handle`; closes the library and throws `message`
+// followed by `path` when it is missing.
+void* require_symbol(void* handle, char const* name, char const* message,
+                     std::string const& path) {
+    void* symbol = find_symbol(handle, name);
+    if (symbol == nullptr) {
+        close_library(handle);
+        throw std::runtime_error(message + path);
+    }
+    return symbol;
+}
+
+}  // namespace
+
+DSExtensionData load_extension_library(std::string const& path) {
+    // An empty path is refused as it is, without asking the file system.
+    if (path.empty() || !file_exists(path)) {
+        throw std::runtime_error("Invalid extension name/path " + path);
+    }
+    void* handle = open_library(path);
+    if (handle == nullptr) {
+        log::ErrorLog(__FILE__, __func__, __LINE__, kWarning).stream()
+            << "error opening extension library " << path << ": '" << loader_error() << "'";
+        throw std::runtime_error("unable to load datastore extension " + path);
+    }
+    DSExtensionData library;
+    library.handle = handle;
+    library.create_fn = reinterpret_cast<DSExtensionData::CreateFn>(
+        require_symbol(handle, "create", "Unable to find create handle for ", path));
+    library.destroy_fn = reinterpret_cast<DSExtensionData::DestroyFn>(
+        require_symbol(handle, "destroy", "Unable to find destroy handle for ", path));
+    return library;
+}
+
+}  // namespace vexa::datastore
