@@ -1,5 +1,8 @@
-// Reads the counters of a loaded copy of the steered test plug-in
-// (steered_plugin.cpp) from a test:
+// Helpers for suites that use the test plug-ins.
+//
+// plugin_config() describes an instance served by a test plug-in; a
+// SteeredProbe reads the counters of a loaded copy of the steered plug-in
+// (steered_plugin.cpp):
 //
 //   vexa::test::SteeredProbe probe(VEXA_PLUGIN_STEERED_COPY_A);
 //   EXPECT_EQ(probe.destroyed(), 1);
@@ -15,7 +18,24 @@
 #include <stdexcept>
 #include <string>
 
+#include <datastore/config.h>
+
 namespace vexa::test {
+
+// An instance `name` of type `other` served by the plug-in file `library`
+// and opened with `parameters`.
+inline datastore::DataStoreConfig plugin_config(std::string const& library,
+                                                std::string const& name,
+                                                std::string const& parameters = "") {
+    datastore::DataStoreConfig config;
+    config.type = datastore::other;
+    config.instance_name = name;
+    std::string::size_type const slash = library.rfind('/');
+    config.extension_path = library.substr(0, slash);
+    config.extension_name = library.substr(slash + 1);
+    config.source_parameters = parameters;
+    return config;
+}
 
 class SteeredProbe {
 public:
