@@ -1,0 +1,85 @@
+#include "database_file.h"
+
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include <datastore/vocabulary.h>
+
+#include "planner_statistics.h"
+
+namespace vexa::datastore::sqlite_plugin {
+
+char const latest_row_index[] = "provider_datastore_latest";
+
+namespace {
+
+// Another process writing the same file holds its lock only for the length
+// of one transaction; wait that long rather than fail.
+constexpr int busy_timeout_ms = 10000;
+
+Database open_connection(std::string const& path, int flags) {
+    ::sqlite3* db = nullptr;
+    int const rc = sqlite3_open_v2(path.c_str(), &db, flags, nullptr);
+    Database owned(db);
+    if (rc != SQLITE_OK) {
+        if (db == nullptr) {
+            throw std::runtime_error(sqlite3_errstr(rc));
+        }
+        fail(db);
+    }
+    sqlite3_busy_timeout(db, busy_timeout_ms);
+    return owned;
+}
+
+void create_parent_directories(std::string const& path) {
+    std::filesystem::path const parent = std::filesystem::path(path).parent_path();
+    if (parent.empty()) {
+        return;
+    }
+    std::error_code error;
+    std::filesystem::create_directories(parent, error);
+    if (error) {
+        throw std::runtime_error("cannot create directory " + parent.string() + ": " +
+                                 error.message());
+    }
+}
+
+std::string create_index_query() {
+    return std::string("CREATE INDEX IF NOT EXISTS ") + latest_row_index + " ON " + table_name +
+           "(Provider, Hostname, OptionID, Unique_timestamp);";
+}
+
+}  // namespace
+
+Database open_read_only(std::string const& path) {
+    Database db = open_connection(path, SQLITE_OPEN_READONLY);
+    // Opening is lazy: reading the schema is what finds out whether the file
+    // is a database at all.
+    integer_of(db.get(), "SELECT count(*) FROM sqlite_master;", 0);
+    return db;
+}
+
+Database open_writable(std::string const& path) {
+    create_parent_directories(path);
+    Database db = open_connection(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    // SQLite quietly falls back to reading only when the file is
+    // write-protected; a writable instance must be able to write.
+    if (sqlite3_db_readonly(db.get(), "main") == 1) {
+        throw std::runtime_error("attempt to write a readonly database");
+    }
+    // The first statement reads the file header, so a file that is not a
+    // database fails here, before anything is written to it.
+    execute(db.get(), "PRAGMA journal_mode=WAL;");
+    // In WAL mode this loses no committed row on a crash of the program, and
+    // spares a disk flush per inserted row.
+    execute(db.get(), "PRAGMA synchronous=NORMAL;");
+    execute(db.get(), default_create_table_query);
+    execute(db.get(), default_create_baseline_query);
+    execute(db.get(), default_create_view_query);
+    execute(db.get(), create_index_query());
+    refresh_planner_statistics(db.get());
+    return db;
+}
+
+}  // namespace vexa::datastore::sqlite_plugin

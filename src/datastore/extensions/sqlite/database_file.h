@@ -1,0 +1,31 @@
+// Opening the database file of an instance.
+#ifndef VEXA_SQLITE_PLUGIN_DATABASE_FILE_H_
+#define VEXA_SQLITE_PLUGIN_DATABASE_FILE_H_
+
+#include <string>
+
+#include "sqlite_calls.h"
+
+namespace vexa::datastore::sqlite_plugin {
+
+// Name of the index on (Provider, Hostname, OptionID, Unique_timestamp) that
+// serves the latest-row query, whose GROUP BY takes these columns in any
+// order, and the host query.
+extern char const latest_row_index[];
+
+// Opens the existing database file `path` for reading only: nothing is ever
+// written to it, not even the journal mode. Throws std::runtime_error with
+// SQLite's text when the file is missing or is not a database.
+Database open_read_only(std::string const& path);
+
+// Opens or creates the database file `path` (and its missing parent
+// directories) for reading and writing, creates the provider table, the
+// baseline table, the view and the latest-row index when missing, and
+// switches to the WAL journal. Throws std::runtime_error with the reason when
+// the file cannot be written or is not a database; such a file is left as it
+// was.
+Database open_writable(std::string const& path);
+
+}  // namespace vexa::datastore::sqlite_plugin
+
+#endif  // VEXA_SQLITE_PLUGIN_DATABASE_FILE_H_

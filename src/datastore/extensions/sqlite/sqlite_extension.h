@@ -1,0 +1,54 @@
+// The SQLite datastore: one database file per instance, read through the
+// view and written through the provider table.
+#ifndef VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
+#define VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <datastore/extension.h>
+
+#include "sqlite_calls.h"
+
+namespace vexa::datastore::sqlite_plugin {
+
+class SqliteExtension : public interface {
+public:
+    SqliteExtension();
+    ~SqliteExtension() override;
+
+    // Reads "source=PATH|read_only=true|false" (either order, the path
+    // possibly quoted; missing items default to DEFAULT_DATA_SOURCE and
+    // writable), expands "$HOME" and the like in the path and opens the file.
+    // Returns 0, or 1 when the text is malformed or the file cannot be opened
+    // as asked; the reason is logged at level 4. Never throws.
+    int open_instance(std::string const& source_parameters) override;
+    // Whether the database is open.
+    bool is_ready() override;
+    // "sqlite3 /home/u/.vexa/2021.4.0/vexa.db (read-write)" or "(read-only)".
+    std::string describe() const override;
+
+    // Runs the first statement of `query` (whatever follows is ignored) and
+    // appends its rows. Throws std::runtime_error with SQLite's text on an
+    // SQL error, and refuses a statement that would write.
+    bool select(std::string query, std::vector<Row>& out,
+                std::map<std::string, int> const& fields) override;
+    // Appends one row to the provider table; SQLite numbers it. False on a
+    // read-only instance, which is never written.
+    bool insert(provider::header const& header, std::string const& option_id,
+                std::string const& stdout_text, std::string const& stderr_text) override;
+
+private:
+    void close() noexcept;
+
+    std::string path_;
+    bool read_only_ = false;
+    Database db_;
+    Statement insert_statement_;  // prepared once, for the life of the instance
+    bool inserted_since_analysis_ = false;
+};
+
+}  // namespace vexa::datastore::sqlite_plugin
+
+#endif  // VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
