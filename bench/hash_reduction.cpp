@@ -1,0 +1,26 @@
+#include "hash_reduction.h"
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+namespace vexa::bench {
+
+void plain_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest) {
+    std::unordered_map<std::string, std::unordered_map<std::string, std::int64_t>> greatest;
+    for (Row const& row : merged) {
+        auto& hosts = greatest[row.Provider];
+        auto [slot, inserted] = hosts.emplace(row.Hostname, row.Unique_timestamp);
+        if (!inserted && row.Unique_timestamp > slot->second) {
+            slot->second = row.Unique_timestamp;
+        }
+    }
+    latest.clear();
+    for (Row const& row : merged) {
+        if (row.Unique_timestamp == greatest[row.Provider][row.Hostname]) {
+            latest.push_back(row);
+        }
+    }
+}
+
+}  // namespace vexa::bench

@@ -1,0 +1,20 @@
+// The baseline of the latest-row reduction: the obvious two-pass hash
+// reduction a caller would write by hand.
+#ifndef VEXA_BENCH_HASH_REDUCTION_H_
+#define VEXA_BENCH_HASH_REDUCTION_H_
+
+#include <vector>
+
+#include <datastore/records.h>
+
+namespace vexa::bench {
+
+using datastore::Row;
+
+// Replaces `latest` with copies of the rows of `merged` that carry the
+// greatest Unique_timestamp of their (Provider, Hostname) pair, in order.
+void plain_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest);
+
+}  // namespace vexa::bench
+
+#endif  // VEXA_BENCH_HASH_REDUCTION_H_

@@ -1,0 +1,88 @@
+// The latest-row reduction of the front end against a plain two-pass hash
+// reduction, per merged row, with Google Benchmark.
+//
+//   latest_rows_bench [--rows N] [benchmark flags]
+//
+// The merged rows are shaped like the answer of the latest-rows query for
+// 50 providers: one row per provider, host and option identifier (the last
+// three runs of the workload), N rows in all (default 300,000).
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <vector>
+
+#include "hash_reduction.h"
+#include "latest_rows.h"
+#include "workload.h"
+
+namespace {
+
+using vexa::datastore::Row;
+
+std::vector<Row> merged_rows(std::size_t count) {
+    constexpr int options = 3;
+    vexa::bench::WorkloadShape shape;
+    shape.hosts = static_cast<int>(std::max<std::size_t>(1, count / (50 * options)));
+    shape.runs = options;
+    std::vector<Row> rows;
+    for (std::size_t i = 0; i < shape.rows(); ++i) {
+        vexa::datastore::InsertRequest const w = vexa::bench::workload_row(shape, i);
+        Row row;
+        row.rowid = static_cast<std::int32_t>(i + 1);
+        row.Provider = w.header.Provider;
+        row.Hostname = w.header.Hostname;
+        row.num_nodes = w.header.num_nodes;
+        row.node_names = w.header.node_names;
+        row.Timestamp = w.header.Timestamp;
+        row.Duration = w.header.Duration;
+        row.STDOUT = w.stdout_text;
+        row.STDERR = w.stderr_text;
+        row.OptionID = w.option_id;
+        row.version = w.header.version;
+        row.Username = w.header.Username;
+        row.Unique_timestamp = w.header.Unique_timestamp;
+        row.datastore_source = "bench";
+        rows.push_back(std::move(row));
+    }
+    return rows;
+}
+
+template <class Reduction>
+void reduce(benchmark::State& state, std::vector<Row> const& merged, Reduction reduction) {
+    for (auto _ : state) {
+        std::vector<Row> latest;
+        reduction(merged, latest);
+        benchmark::DoNotOptimize(latest.data());
+        state.PauseTiming();  // freeing the copies is the caller's business
+        latest = {};
+        state.ResumeTiming();
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(merged.size()));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    std::size_t rows = 300000;
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--rows") == 0 && i + 1 < argc) {
+            rows = std::strtoull(argv[++i], nullptr, 10);
+        } else {
+            std::cerr << "latest_rows_bench: unknown option " << argv[i] << "\n";
+            return 1;
+        }
+    }
+    std::vector<Row> const merged = merged_rows(rows);
+    benchmark::RegisterBenchmark("library_keep_latest_rows", [&](benchmark::State& state) {
+        reduce(state, merged, vexa::datastore::detail::keep_latest_rows);
+    })->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark("plain_two_pass_hash", [&](benchmark::State& state) {
+        reduce(state, merged, vexa::bench::plain_latest_rows);
+    })->Unit(benchmark::kMillisecond);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

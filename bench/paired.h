@@ -1,0 +1,55 @@
+// Paired measurements: the library and its baseline run alternately within
+// one repetition, so drift on a shared machine hits both sides alike; the
+// figure is the median of the per-repetition ratios.
+#ifndef VEXA_BENCH_PAIRED_H_
+#define VEXA_BENCH_PAIRED_H_
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <vector>
+
+namespace vexa::bench {
+
+struct PairedSamples {
+    std::vector<double> library;
+    std::vector<double> baseline;
+};
+
+// Seconds spent in `work`.
+template <class Work>
+double seconds_of(Work&& work) {
+    auto const start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+// Runs each side once unmeasured (warm caches), then `repetitions` pairs,
+// alternating which side goes first. Each side returns its own measurement,
+// so it can keep set-up and tear-down out of it.
+inline PairedSamples measure_paired(int repetitions, std::function<double()> const& library,
+                                    std::function<double()> const& baseline) {
+    library();
+    baseline();
+    PairedSamples samples;
+    for (int i = 0; i < repetitions; ++i) {
+        if (i % 2 == 0) {
+            samples.library.push_back(library());
+            samples.baseline.push_back(baseline());
+        } else {
+            samples.baseline.push_back(baseline());
+            samples.library.push_back(library());
+        }
+    }
+    return samples;
+}
+
+inline double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    std::size_t const n = values.size();
+    return n % 2 == 1 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2.0;
+}
+
+}  // namespace vexa::bench
+
+#endif  // VEXA_BENCH_PAIRED_H_

@@ -1,0 +1,217 @@
+// Measures the library against its physical limit: every figure is timed
+// side by side with a baseline in the same run (reads, latest rows, the
+// latest-row reduction, inserts, peak memory) and printed as one table.
+//
+//   vexa-bench [--smoke] [--hosts N] [--providers N] [--runs N]
+//              [--repetitions N] [--insert-rows N] [--dir PATH]
+//
+// The default workload is 2,000 hosts x 50 providers x 10 runs (1,000,000
+// rows); --smoke is 20 x 50 x 10 (10,000 rows). With --dir the workload
+// database is kept there and reused by later runs of the same shape;
+// otherwise it lives in a temporary directory removed at the end. The exit
+// status is 0 when the run completed, whether or not targets were met.
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <datastore/datastore.h>
+
+#include "comparisons.h"
+#include "datastores.h"
+#include "report.h"
+#include "workload.h"
+
+extern char** environ;
+
+namespace vexa::bench {
+namespace {
+
+struct Options {
+    WorkloadShape shape;
+    int repetitions = 5;
+    int insert_rows = 20000;
+    std::string dir;
+    std::string peak_child;  // "library" or "baseline": measure one read, then exit
+    std::string database;    // the database a peak child reads
+};
+
+int number_after(int& i, int argc, char** argv) {
+    if (i + 1 >= argc) {
+        throw std::invalid_argument(std::string(argv[i]) + " needs a value");
+    }
+    int const value = std::atoi(argv[++i]);
+    if (value <= 0) {
+        throw std::invalid_argument(std::string(argv[i - 1]) + " needs a positive number");
+    }
+    return value;
+}
+
+std::string text_after(int& i, int argc, char** argv) {
+    if (i + 1 >= argc) {
+        throw std::invalid_argument(std::string(argv[i]) + " needs a value");
+    }
+    return argv[++i];
+}
+
+Options parse_options(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        std::string const arg = argv[i];
+        if (arg == "--smoke") {
+            options.shape = WorkloadShape{20, 50, 10};
+            options.repetitions = 3;
+            options.insert_rows = 2000;
+        } else if (arg == "--hosts") {
+            options.shape.hosts = number_after(i, argc, argv);
+        } else if (arg == "--providers") {
+            options.shape.providers = number_after(i, argc, argv);
+        } else if (arg == "--runs") {
+            options.shape.runs = number_after(i, argc, argv);
+        } else if (arg == "--repetitions") {
+            options.repetitions = number_after(i, argc, argv);
+        } else if (arg == "--insert-rows") {
+            options.insert_rows = number_after(i, argc, argv);
+        } else if (arg == "--dir") {
+            options.dir = text_after(i, argc, argv);
+        } else if (arg == "--peak-child") {
+            options.peak_child = text_after(i, argc, argv);
+        } else if (arg == "--database") {
+            options.database = text_after(i, argc, argv);
+        } else {
+            throw std::invalid_argument("unknown option " + arg);
+        }
+    }
+    return options;
+}
+
+// The peak resident memory (KiB) of this program re-run as a peak child.
+double peak_kib_of_child(Options const& options, std::string const& side,
+                         std::string const& database) {
+    std::vector<std::string> args{"vexa-bench",
+                                  "--peak-child",
+                                  side,
+                                  "--database",
+                                  database,
+                                  "--hosts",
+                                  std::to_string(options.shape.hosts),
+                                  "--providers",
+                                  std::to_string(options.shape.providers),
+                                  "--runs",
+                                  std::to_string(options.shape.runs)};
+    std::vector<char*> argv;
+    for (auto& arg : args) {
+        argv.push_back(arg.data());
+    }
+    argv.push_back(nullptr);
+    pid_t pid = 0;
+    if (posix_spawn(&pid, "/proc/self/exe", nullptr, nullptr, argv.data(), environ) != 0) {
+        throw std::runtime_error("cannot start a peak-memory child");
+    }
+    int status = 0;
+    rusage usage{};
+    if (wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) ||
+        WEXITSTATUS(status) != 0) {
+        throw std::runtime_error("the " + side + " peak-memory child failed");
+    }
+    return static_cast<double>(usage.ru_maxrss);
+}
+
+// Child side: read every row once, the library's way or the baseline's.
+int run_peak_child(Options const& options) {
+    std::vector<std::string> const providers = provider_names(options.shape.providers);
+    std::vector<Row> rows;
+    if (options.peak_child == "library") {
+        register_sqlite("bench_peak", options.database, true);
+        datastore::select_provider_data(providers, rows, "", false);
+    } else {
+        read_plain(options.database, providers, "bench_peak", rows);
+    }
+    return rows.size() == options.shape.rows() ? 0 : 1;
+}
+
+// The workload database of this shape in `dir`, generated when missing: the
+// plug-in creates its schema, the rows go in through a plain connection, and
+// the plug-in opens it once more as a user's tool would before reading.
+std::string workload_database(Options const& options, std::string const& dir) {
+    WorkloadShape const& s = options.shape;
+    std::string const file = dir + "/workload-" + std::to_string(s.hosts) + "x" +
+                             std::to_string(s.providers) + "x" + std::to_string(s.runs) + ".db";
+    if (std::filesystem::exists(file)) {
+        return file;
+    }
+    std::cerr << "generating " << s.rows() << " rows into " << file << "\n";
+    std::string const partial = file + ".partial";
+    remove_database(partial);
+    register_sqlite("bench_generate", partial, false);
+    datastore::DataStoreParseUtility::clear_db_vector();
+    write_workload(s, partial);
+    register_sqlite("bench_generate", partial, false);
+    datastore::DataStoreParseUtility::clear_db_vector();
+    std::filesystem::rename(partial, file);
+    return file;
+}
+
+int run(Options const& options) {
+    if (!options.peak_child.empty()) {
+        return run_peak_child(options);
+    }
+    std::string dir = options.dir;
+    bool const temporary = dir.empty();
+    if (temporary) {
+        std::string pattern = (std::filesystem::temp_directory_path() / "vexa-bench-XXXXXX");
+        if (mkdtemp(pattern.data()) == nullptr) {
+            throw std::runtime_error("cannot create a temporary directory");
+        }
+        dir = pattern;
+    }
+    std::filesystem::create_directories(dir);
+
+    Comparisons const comparisons{options.shape, options.repetitions, options.insert_rows, dir,
+                                  workload_database(options, dir), dir + "/without-index.db"};
+    copy_without_indexes(comparisons.database, comparisons.database_without_index);
+
+    std::vector<Figure> figures = comparisons.reads();
+    for (Figure& figure : comparisons.inserts()) {
+        figures.push_back(std::move(figure));
+    }
+    PairedSamples peaks;
+    for (int i = 0; i < options.repetitions; ++i) {
+        peaks.library.push_back(peak_kib_of_child(options, "library", comparisons.database));
+        peaks.baseline.push_back(peak_kib_of_child(options, "baseline", comparisons.database));
+    }
+    figures.push_back(paired_figure("peak resident memory reading all rows", "MiB", peaks,
+                                    [](double kib) { return kib / 1024.0; },
+                                    Figure::Ratio::library_over_baseline,
+                                    Figure::Goal::at_most, 1.15));
+
+    std::cout << "workload: " << options.shape.hosts << " hosts x " << options.shape.providers
+              << " providers x " << options.shape.runs << " runs = " << options.shape.rows()
+              << " rows; " << options.repetitions << " paired repetitions, medians\n";
+    int const misses = print_table(std::cout, figures);
+    std::cout << (misses == 0 ? "all targets met\n"
+                              : std::to_string(misses) + " target(s) missed\n");
+    if (temporary) {
+        std::filesystem::remove_all(dir);
+    }
+    return 0;
+}
+
+}  // namespace
+}  // namespace vexa::bench
+
+int main(int argc, char** argv) {
+    try {
+        return vexa::bench::run(vexa::bench::parse_options(argc, argv));
+    } catch (std::exception const& e) {
+        std::cerr << "vexa-bench: " << e.what() << "\n";
+        return 1;
+    }
+}
