@@ -26,6 +26,21 @@ install(FILES
   "${PROJECT_BINARY_DIR}/VexaDatastoreConfigVersion.cmake"
   DESTINATION "${config_dir}" COMPONENT development)
 
+# find_package searches <prefix>/lib/cmake but not <prefix>/lib/quarn64/cmake:
+# small forwarders there lead to the package files beside the library.
+set(VEXA_PACKAGE_DIR "${config_dir}")
+set(forward_dir "lib/cmake/VexaDatastore")
+file(RELATIVE_PATH VEXA_FORWARD_TO "/${forward_dir}" "/${config_dir}")
+foreach(VEXA_FORWARDED_FILE VexaDatastoreConfig.cmake VexaDatastoreConfigVersion.cmake)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/VexaDatastoreForward.cmake.in"
+    "${PROJECT_BINARY_DIR}/forward/${VEXA_FORWARDED_FILE}" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/forward/${VEXA_FORWARDED_FILE}"
+    DESTINATION "${forward_dir}" COMPONENT development)
+endforeach()
+
+# The .pc file finds the prefix relative to its own directory.
+file(RELATIVE_PATH VEXA_PC_TO_PREFIX "/${VEXA_LIB_DIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" VEXA_PC_TO_PREFIX "${VEXA_PC_TO_PREFIX}")
 configure_file("${PROJECT_SOURCE_DIR}/cmake/vexa-datastore.pc.in"
   "${PROJECT_BINARY_DIR}/vexa-datastore.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/vexa-datastore.pc"
