@@ -67,8 +67,14 @@ void collect_rows(DataStoreController& controller, unsigned short opcode,
         for (Row& row : fetched) {
             row.datastore_source = name;
         }
-        rows.insert(rows.end(), std::make_move_iterator(fetched.begin()),
-                    std::make_move_iterator(fetched.end()));
+        if (rows.empty()) {
+            // Taking the whole vector spares a second array of every row
+            // while the first one is still alive: peak memory of big reads.
+            rows = std::move(fetched);
+        } else {
+            rows.insert(rows.end(), std::make_move_iterator(fetched.begin()),
+                        std::make_move_iterator(fetched.end()));
+        }
     } catch (...) {
         // The quote before "from" and the missing operation name are the
         // message's long-standing form.
