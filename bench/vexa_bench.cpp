@@ -11,12 +11,12 @@
 // otherwise it lives in a temporary directory removed at the end. The exit
 // status is 0 when the run completed, whether or not targets were met.
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <stdexcept>
 #include <string>
@@ -92,7 +92,9 @@ Options parse_options(int argc, char** argv) {
     return options;
 }
 
-// The peak resident memory (KiB) of this program re-run as a peak child.
+// The peak resident memory (KiB) of this program re-run as a peak child,
+// as the child reports it. The rusage of a waited-for child would not do:
+// its maximum survives exec, so it would count this (large) process too.
 double peak_kib_of_child(Options const& options, std::string const& side,
                          std::string const& database) {
     std::vector<std::string> args{"vexa-bench",
@@ -111,17 +113,45 @@ double peak_kib_of_child(Options const& options, std::string const& side,
         argv.push_back(arg.data());
     }
     argv.push_back(nullptr);
+    int report[2];
+    if (pipe(report) != 0) {
+        throw std::runtime_error("cannot create a pipe");
+    }
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, report[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, report[0]);
     pid_t pid = 0;
-    if (posix_spawn(&pid, "/proc/self/exe", nullptr, nullptr, argv.data(), environ) != 0) {
+    int const spawned =
+        posix_spawn(&pid, "/proc/self/exe", &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(report[1]);
+    std::string text;
+    char buffer[64];
+    for (ssize_t n; spawned == 0 && (n = read(report[0], buffer, sizeof buffer)) > 0;) {
+        text.append(buffer, static_cast<std::size_t>(n));
+    }
+    close(report[0]);
+    if (spawned != 0) {
         throw std::runtime_error("cannot start a peak-memory child");
     }
     int status = 0;
-    rusage usage{};
-    if (wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) ||
-        WEXITSTATUS(status) != 0) {
+    if (waitpid(pid, &status, 0) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0 ||
+        text.empty()) {
         throw std::runtime_error("the " + side + " peak-memory child failed");
     }
-    return static_cast<double>(usage.ru_maxrss);
+    return std::stod(text);
+}
+
+// This process's peak resident memory in KiB (VmHWM).
+std::string own_peak_kib() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmHWM:", 0) == 0) {
+            return std::to_string(std::stol(line.substr(6)));
+        }
+    }
+    throw std::runtime_error("no VmHWM in /proc/self/status");
 }
 
 // Child side: read every row once, the library's way or the baseline's.
@@ -134,7 +164,11 @@ int run_peak_child(Options const& options) {
     } else {
         read_plain(options.database, providers, "bench_peak", rows);
     }
-    return rows.size() == options.shape.rows() ? 0 : 1;
+    if (rows.size() != options.shape.rows()) {
+        return 1;
+    }
+    std::cout << own_peak_kib() << std::endl;
+    return 0;
 }
 
 // The workload database of this shape in `dir`, generated when missing: the
