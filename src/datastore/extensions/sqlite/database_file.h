@@ -8,9 +8,9 @@
 
 namespace vexa::datastore::sqlite_plugin {
 
-// Name of the index on (Provider, Hostname, OptionID, Unique_timestamp) that
-// serves the latest-row query, whose GROUP BY takes these columns in any
-// order, and the host query.
+// Name of the index on (Provider, Hostname, OptionID, Unique_timestamp
+// newest first) that serves the latest-row query, whose GROUP BY takes these
+// columns in any order, and the host query.
 extern char const latest_row_index[];
 
 // Opens the existing database file `path` for reading only: nothing is ever

@@ -14,8 +14,7 @@ namespace {
 
 // The row count recorded by the last analysis, or -1 when there is none.
 sqlite3_int64 analysed_rows(::sqlite3* db) {
-    if (integer_of(db, "SELECT count(*) FROM sqlite_master WHERE name = 'sqlite_stat1';", 0) ==
-        0) {
+    if (integer_of(db, "SELECT count(*) FROM sqlite_master WHERE name = 'sqlite_stat1';", 0) == 0) {
         return -1;
     }
     // The stat text starts with the number of rows the index had.

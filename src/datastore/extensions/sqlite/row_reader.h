@@ -12,7 +12,7 @@
 namespace vexa::datastore::sqlite_plugin {
 
 class RowReader {
-public:
+  public:
     // Works out once which result column of `statement` lands in which Row
     // member: a column whose name equals a key of `fields` (ASCII
     // case-insensitively, as SQL compares names) goes to the member whose
@@ -24,7 +24,7 @@ public:
     // row; NULL reads as an empty text or zero.
     void read(Row& row) const;
 
-private:
+  private:
     struct Target {
         int column;
         int member;

@@ -14,7 +14,7 @@
 namespace vexa::datastore::sqlite_plugin {
 
 class SqliteExtension : public interface {
-public:
+  public:
     SqliteExtension();
     ~SqliteExtension() override;
 
@@ -39,7 +39,7 @@ public:
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
-private:
+  private:
     void close() noexcept;
 
     std::string path_;
