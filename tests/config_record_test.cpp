@@ -17,7 +17,7 @@ using ds::DataStoreConfig;
 
 // Counts every call made to it, so a test can prove that nobody touched it.
 class CountingExtension : public ds::DataStoreExtension {
-public:
+  public:
     explicit CountingExtension(int& destroyed) : destroyed_(destroyed) {}
     ~CountingExtension() override { ++destroyed_; }
 
@@ -40,7 +40,7 @@ public:
 
     mutable int calls = 0;
 
-private:
+  private:
     int& destroyed_;
 };
 

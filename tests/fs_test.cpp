@@ -14,7 +14,7 @@ using vexa::fs::selfpath;
 
 // Runs the test inside a fresh directory and returns to the old one after.
 class InTempDirectory : public ::testing::Test {
-protected:
+  protected:
     vexa::test::TempDir dir_;
     vexa::test::ScopedCurrentDirectory inside_{dir_.path()};
     std::string const cwd_ = std::filesystem::current_path().string();

@@ -49,7 +49,7 @@ using vexa::test::ScopedLogLevel;
 using vexa::test::StderrCapture;
 
 class SystemLog : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { syslog_calls.clear(); }
     void TearDown() override { syslog_calls.clear(); }
 };
@@ -69,7 +69,8 @@ TEST(ErrorLog, WritesTheTextAndANewlineWithoutAnyPrefix) {
 TEST(ErrorLog, WithTheLevelAloneWritesTheSameWay) {
     ScopedLogLevel level(7);
     StderrCapture err;
-    ErrorLog(4).stream() << "cannot load " << "libx.so" << ' ' << 42;
+    ErrorLog(4).stream() << "cannot load "
+                         << "libx.so" << ' ' << 42;
     EXPECT_EQ(err.text(), "cannot load libx.so 42\n");
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 // A second, independent view of a database file through the SQLite C library.
 class Observer {
-public:
+  public:
     explicit Observer(std::string const& file) {
         if (sqlite3_open_v2(file.c_str(), &db_, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
             ADD_FAILURE() << "cannot open " << file;
@@ -35,14 +35,16 @@ public:
     }
 
     // The result code of running `sql`.
-    int run(std::string const& sql) { return sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr); }
+    int run(std::string const& sql) {
+        return sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+    }
 
-private:
+  private:
     ::sqlite3* db_ = nullptr;
 };
 
 class Quillo1 : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         ASSERT_EQ(quillo1::newConnection(file_, 0, &raw_), 0);
         ASSERT_NE(raw_, nullptr);
@@ -116,7 +118,8 @@ TEST_F(Quillo1, IssueCommandReturnsNonZeroForAMissingTable) {
 
 TEST_F(Quillo1, IssueCommandStopsAtTheFirstFailingStatement) {
     ASSERT_EQ(connection_->issueCommand("CREATE TABLE t(a);"), 0);
-    EXPECT_NE(connection_->issueCommand("INSERT INTO t VALUES (1); BAD; INSERT INTO t VALUES (2);"), 0);
+    EXPECT_NE(connection_->issueCommand("INSERT INTO t VALUES (1); BAD; INSERT INTO t VALUES (2);"),
+              0);
     EXPECT_EQ(Observer(file_).integer("SELECT count(*) FROM t;"), 1);
 }
 

@@ -146,7 +146,8 @@ TEST(Row, VectorsOfRowsGrowByCopyAndMove) {
     rows.push_back(row);
     rows.push_back(sample_row());
     std::vector<Row> more(2, row);
-    rows.insert(rows.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+    rows.insert(rows.end(), std::make_move_iterator(more.begin()),
+                std::make_move_iterator(more.end()));
     ASSERT_EQ(rows.size(), 4u);
     for (Row const& each : rows) {
         expect_sample(each);

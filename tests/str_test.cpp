@@ -96,7 +96,9 @@ TEST(Wordexp, ExpandsALeadingTilde) {
     EXPECT_EQ(wordexp("~/x.db"), "/home/tester/x.db");
 }
 
-TEST(Wordexp, LeavesAPlainTextAsItIs) { EXPECT_EQ(wordexp("/var/lib/vexa.db"), "/var/lib/vexa.db"); }
+TEST(Wordexp, LeavesAPlainTextAsItIs) {
+    EXPECT_EQ(wordexp("/var/lib/vexa.db"), "/var/lib/vexa.db");
+}
 
 TEST(Wordexp, OfSeveralWordsGivesTheFirst) {
     vexa::test::ScopedEnv words("VEXA_STR_TEST_WORDS", std::string("first second"));

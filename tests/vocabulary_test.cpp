@@ -12,17 +12,17 @@ namespace {
 namespace ds = vexa::datastore;
 
 static_assert(sizeof(ds::DatabaseType) == 4 && sizeof(ds::Source_Type) == 4 &&
-              sizeof(ds::DBFields) == 4 && sizeof(vexa::provider::encoding) == 4 &&
-              sizeof(vexa::postprocessor::Severity) == 4 &&
-              sizeof(vexa::nodelist_method_t) == 4 && sizeof(vexa::ScaleType) == 4,
+                  sizeof(ds::DBFields) == 4 && sizeof(vexa::provider::encoding) == 4 &&
+                  sizeof(vexa::postprocessor::Severity) == 4 &&
+                  sizeof(vexa::nodelist_method_t) == 4 && sizeof(vexa::ScaleType) == 4,
               "the enumerations are 32 bits wide");
 
 TEST(ColumnIndexMap, NumbersTheFifteenColumnsAsTheTableSpellsThem) {
     std::map<std::string, int> const expected = {
-        {"rowid", 0},     {"Provider", 1},     {"Hostname", 2},     {"num_nodes", 3},
-        {"node_names", 4}, {"Exit_status", 5}, {"Timestamp", 6},    {"Duration", 7},
-        {"Encoding", 8},  {"STDOUT", 9},       {"STDERR", 10},      {"OptionID", 11},
-        {"version", 12},  {"Username", 13},    {"Unique_timestamp", 14},
+        {"rowid", 0},      {"Provider", 1},    {"Hostname", 2},          {"num_nodes", 3},
+        {"node_names", 4}, {"Exit_status", 5}, {"Timestamp", 6},         {"Duration", 7},
+        {"Encoding", 8},   {"STDOUT", 9},      {"STDERR", 10},           {"OptionID", 11},
+        {"version", 12},   {"Username", 13},   {"Unique_timestamp", 14},
     };
     EXPECT_EQ(ds::column_index_map, expected);
 }
@@ -72,7 +72,9 @@ TEST(SeverityMap, GivesScoreRangesAndEnumeratorsSpacedByFour) {
 
 TEST(EncodingMap, NamesTheThreeEncodings) {
     std::map<std::string, vexa::provider::encoding> const expected = {
-        {"none", vexa::provider::none}, {"base64", vexa::provider::base64}, {"raw", vexa::provider::raw}};
+        {"none", vexa::provider::none},
+        {"base64", vexa::provider::base64},
+        {"raw", vexa::provider::raw}};
     EXPECT_EQ(ds::encoding_map, expected);
     EXPECT_EQ(vexa::provider::none, 0);
     EXPECT_EQ(vexa::provider::base64, 1);
@@ -103,11 +105,10 @@ TEST(NodelistMethodNames, AreTheUpperCaseDisplayFormsInEnumeratorOrder) {
 }
 
 TEST(ScaleTypeMap, NamesTheFourScales) {
-    std::map<std::string, vexa::ScaleType> const expected = {
-        {"constant", vexa::constant},
-        {"linear", vexa::linear},
-        {"squared", vexa::squared},
-        {"logarithmic", vexa::logarithmic}};
+    std::map<std::string, vexa::ScaleType> const expected = {{"constant", vexa::constant},
+                                                             {"linear", vexa::linear},
+                                                             {"squared", vexa::squared},
+                                                             {"logarithmic", vexa::logarithmic}};
     EXPECT_EQ(ds::scale_type_map, expected);
     EXPECT_EQ(vexa::constant, 0);
     EXPECT_EQ(vexa::linear, 1);
@@ -148,12 +149,14 @@ TEST(DbFieldsMap, KeepsTheGapInTheNumbering) {
 
 TEST(NodeRoleNames, AreTheTenRolesInOrder) {
     std::array<std::string, 10> const expected = {
-        "default-subcluster", "boot", "compute", "enhanced",        "external",
-        "head",               "job_schedule", "login", "network_address", "storage"};
+        "default-subcluster", "boot",  "compute",         "enhanced", "external", "head",
+        "job_schedule",       "login", "network_address", "storage"};
     EXPECT_EQ(ds::NODE_ROLE_NAMES, expected);
 }
 
-TEST(ProviderErrorCode, IsItsFixedText) { EXPECT_EQ(ds::PROVIDER_ERROR_CODE, "provider-error-code"); }
+TEST(ProviderErrorCode, IsItsFixedText) {
+    EXPECT_EQ(ds::PROVIDER_ERROR_CODE, "provider-error-code");
+}
 
 TEST(NamedDefaults, HaveTheirFixedValues) {
     EXPECT_EQ(ds::table_name, "provider_datastore");

@@ -21,7 +21,7 @@ unsigned char const* xml_text(char const* text) {
 
 // A configuration-like document read from a file, as the parser reads them.
 class ParsedDocument : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         vexa::test::write_file(dir_.file("instance.xml"),
                                "<?xml version=\"1.0\"?>\n"

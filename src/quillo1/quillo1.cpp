@@ -19,8 +19,8 @@ int Connection::issueCommand(std::string const& sql) {
 int newConnection(std::string const& file, int /*flags*/, Connection** out) {
     *out = nullptr;
     ::sqlite3* db = nullptr;
-    int const rc = sqlite3_open_v2(file.c_str(), &db,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    int const rc =
+        sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
     if (rc != SQLITE_OK) {
         sqlite3_close_v2(db);
         return rc;

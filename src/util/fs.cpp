@@ -26,7 +26,8 @@ std::string current_directory() {
 }  // namespace
 
 std::string abspath(std::string const& path) {
-    std::string const full = !path.empty() && path[0] == '/' ? path : current_directory() + "/" + path;
+    std::string const full =
+        !path.empty() && path[0] == '/' ? path : current_directory() + "/" + path;
     std::vector<std::string> parts;
     for (std::string& part : str::split(full, '/', false)) {
         if (part == ".") {
@@ -49,7 +50,8 @@ std::string abspath(std::string const& path) {
 
 std::string selfpath() {
     Dl_info info;
-    if (::dladdr(reinterpret_cast<void const*>(&selfpath), &info) == 0 || info.dli_fname == nullptr) {
+    if (::dladdr(reinterpret_cast<void const*>(&selfpath), &info) == 0 ||
+        info.dli_fname == nullptr) {
         throw std::runtime_error("cannot determine the path of the datastore library");
     }
     char resolved[PATH_MAX];

@@ -9,8 +9,7 @@ namespace vexa::log {
 int LOG_LEVEL = 4;
 int LOG_OUTPUT = 0;
 
-ErrorLog::ErrorLog(char const* /*file*/, char const* /*function*/, unsigned int /*line*/,
-                   int level)
+ErrorLog::ErrorLog(char const* /*file*/, char const* /*function*/, unsigned int /*line*/, int level)
     : level_(level) {}
 
 ErrorLog::ErrorLog(int level) : level_(level) {}

@@ -34,8 +34,8 @@ std::string stripws(std::string text) {
 }
 
 std::string squeeze(std::string text, char c) {
-    auto const end = std::unique(text.begin(), text.end(),
-                                 [c](char a, char b) { return a == c && b == c; });
+    auto const end =
+        std::unique(text.begin(), text.end(), [c](char a, char b) { return a == c && b == c; });
     text.erase(end, text.end());
     return text;
 }
