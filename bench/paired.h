@@ -4,6 +4,8 @@
 #ifndef VEXA_BENCH_PAIRED_H_
 #define VEXA_BENCH_PAIRED_H_
 
+#include <time.h>
+
 #include <algorithm>
 #include <chrono>
 #include <functional>
@@ -16,12 +18,28 @@ struct PairedSamples {
     std::vector<double> baseline;
 };
 
+// Whether seconds_of counts the calling thread's CPU time instead of
+// elapsed time. On a machine shared with other busy processes, CPU time
+// leaves out the time this process merely waited for a processor; it also
+// leaves out waits for the disk, so it flatters anything that flushes.
+inline bool count_cpu_time = false;
+
+inline double now_seconds() {
+    if (count_cpu_time) {
+        timespec now{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+        return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+    }
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
 // Seconds spent in `work`.
 template <class Work>
 double seconds_of(Work&& work) {
-    auto const start = std::chrono::steady_clock::now();
+    double const start = now_seconds();
     work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return now_seconds() - start;
 }
 
 // Runs each side once unmeasured (warm caches), then `repetitions` pairs,
