@@ -160,25 +160,24 @@ std::vector<Figure> Comparisons::reads() const {
         PairedSamples const samples = measure_paired(
             repetitions, [&] { return library_latest(indexed, providers, expected); },
             [&] { return library_latest(unindexed, providers, expected); });
-        figures.push_back(paired_figure("latest rows, " + std::to_string(count) +
-                                            " provider(s), speed-up by the index",
-                                        "ms", samples, milliseconds,
-                                        Figure::Ratio::baseline_over_library,
-                                        Figure::Goal::at_least, target));
+        figures.push_back(paired_figure(
+            "latest rows, " + std::to_string(count) + " provider(s), speed-up by the index", "ms",
+            samples, milliseconds, Figure::Ratio::baseline_over_library, Figure::Goal::at_least,
+            target));
     }
 
     PairedSamples const full = measure_paired(
         repetitions, [&] { return library_select(indexed, all, all_rows); },
         [&] { return library_select(unindexed, all, all_rows); });
-    figures.push_back(paired_figure("select_provider_data, all, index vs none" + rows_text(all_rows),
-                                    "ms", full, milliseconds,
-                                    Figure::Ratio::library_over_baseline, Figure::Goal::at_most,
-                                    1.05));
+    figures.push_back(paired_figure(
+        "select_provider_data, all, index vs none" + rows_text(all_rows), "ms", full, milliseconds,
+        Figure::Ratio::library_over_baseline, Figure::Goal::at_most, 1.05));
 
     datastore::ReadParameters parameters;
     parameters.providers = all;
     std::vector<Row> merged;
-    indexed.with([&] { datastore::execControl(datastore::OP_GET_LATEST_ROWS, parameters, merged); });
+    indexed.with(
+        [&] { datastore::execControl(datastore::OP_GET_LATEST_ROWS, parameters, merged); });
     require(!merged.empty(), "no merged rows for the latest-row reduction");
     std::vector<Row> library_latest_rows;
     std::vector<Row> plain_latest;
@@ -221,8 +220,8 @@ std::vector<Figure> Comparisons::inserts() const {
         int failures = 0;
         double const seconds = seconds_of([&] {
             for (InsertRequest& request : requests) {
-                failures += datastore::execute_ioctl(names, datastore::OP_INSERT, nullptr,
-                                                     &request, nullptr, nullptr) == 1
+                failures += datastore::execute_ioctl(names, datastore::OP_INSERT, nullptr, &request,
+                                                     nullptr, nullptr) == 1
                                 ? 0
                                 : 1;
             }
@@ -259,12 +258,12 @@ std::vector<Figure> Comparisons::inserts() const {
     for (double seconds : samples.library) {
         library_rates.push_back(rate(seconds));
     }
-    return {paired_figure("OP_INSERT via execute_ioctl, one row per call" +
-                              rows_text(requests.size()),
-                          "rows/s", samples, rate, Figure::Ratio::library_over_baseline,
-                          Figure::Goal::at_least, 0.8),
-            absolute_figure("OP_INSERT via execute_ioctl, absolute rate", "rows/s",
-                            library_rates, Figure::Goal::at_least, 50000)};
+    return {
+        paired_figure("OP_INSERT via execute_ioctl, one row per call" + rows_text(requests.size()),
+                      "rows/s", samples, rate, Figure::Ratio::library_over_baseline,
+                      Figure::Goal::at_least, 0.8),
+        absolute_figure("OP_INSERT via execute_ioctl, absolute rate", "rows/s", library_rates,
+                        Figure::Goal::at_least, 50000)};
 }
 
 }  // namespace vexa::bench

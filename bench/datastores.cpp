@@ -19,8 +19,7 @@ void register_sqlite(std::string const& instance, std::string const& file, bool 
     config.instance_name = instance;
     config.extension_name = datastore::DEFAULT_DATASTORE_SQLITE_EXTENSION_NAME;
     config.extension_path = util::CommonConstants::INSTALL_ROOT() + "datastore/quarn64";
-    config.source_parameters =
-        "source=" + file + "|read_only=" + (read_only ? "true" : "false");
+    config.source_parameters = "source=" + file + "|read_only=" + (read_only ? "true" : "false");
     config.source_types.set(datastore::data);
     std::vector<datastore::DataStoreConfig> configs{config};
     DataStoreParseUtility::initializeDatastoreExtensions(configs);
@@ -30,8 +29,7 @@ void register_sqlite(std::string const& instance, std::string const& file, bool 
     }
 }
 
-SoleDatastore::SoleDatastore(std::string const& instance, std::string const& file,
-                             bool read_only) {
+SoleDatastore::SoleDatastore(std::string const& instance, std::string const& file, bool read_only) {
     if (!DataStoreParseUtility::get_datastore_vector().empty()) {
         throw std::logic_error("SoleDatastore needs an empty registry");
     }
@@ -53,7 +51,8 @@ void copy_without_indexes(std::string const& from, std::string const& to) {
         // One at a time: the name query must finish before its index goes.
         std::string const name = db.text_of(
             "SELECT name FROM sqlite_master WHERE type = 'index' AND sql IS NOT NULL AND "
-            "tbl_name = '" + datastore::table_name + "' LIMIT 1");
+            "tbl_name = '" +
+            datastore::table_name + "' LIMIT 1");
         if (name.empty()) {
             return;
         }

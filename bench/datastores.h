@@ -19,7 +19,7 @@ void register_sqlite(std::string const& instance, std::string const& file, bool 
 // shown: execControl asks every registered datastore, so a figure about one
 // datastore must let the registry hold that one alone.
 class SoleDatastore {
-public:
+  public:
     // The registry must be empty; it is empty again afterwards.
     SoleDatastore(std::string const& instance, std::string const& file, bool read_only);
 
@@ -30,7 +30,7 @@ public:
         return work();
     }
 
-private:
+  private:
     struct Shown {
         explicit Shown(std::vector<datastore::DataStoreInstance>& held);
         ~Shown();

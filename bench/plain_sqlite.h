@@ -20,7 +20,7 @@ using datastore::Row;
 // One connection; throws std::runtime_error with the file and SQLite's text
 // when the file cannot be opened.
 class PlainDatabase {
-public:
+  public:
     PlainDatabase(std::string const& file, bool read_only);
     ~PlainDatabase();
     PlainDatabase(PlainDatabase const&) = delete;
@@ -32,13 +32,13 @@ public:
     std::string text_of(std::string const& sql);
     sqlite3* handle() const { return db_; }
 
-private:
+  private:
     sqlite3* db_ = nullptr;
 };
 
 // One prepared statement, finalized on destruction.
 class PlainStatement {
-public:
+  public:
     PlainStatement(PlainDatabase& db, std::string const& sql);
     ~PlainStatement();
     PlainStatement(PlainStatement const&) = delete;
@@ -51,7 +51,7 @@ public:
     // front end stamps its rows.
     void read_rows(std::string const& source, std::vector<Row>& out);
 
-private:
+  private:
     sqlite3* db_;
     sqlite3_stmt* stmt_ = nullptr;
 };

@@ -8,8 +8,7 @@ namespace {
 
 std::string formatted(double value) {
     char text[32];
-    std::snprintf(text, sizeof text, value >= 1000 ? "%.0f" : value >= 10 ? "%.1f" : "%.3f",
-                  value);
+    std::snprintf(text, sizeof text, value >= 1000 ? "%.0f" : value >= 10 ? "%.1f" : "%.3f", value);
     return text;
 }
 

@@ -212,8 +212,12 @@ int run(Options const& options) {
     }
     std::filesystem::create_directories(dir);
 
-    Comparisons const comparisons{options.shape, options.repetitions, options.insert_rows, dir,
-                                  workload_database(options, dir), dir + "/without-index.db"};
+    Comparisons const comparisons{options.shape,
+                                  options.repetitions,
+                                  options.insert_rows,
+                                  dir,
+                                  workload_database(options, dir),
+                                  dir + "/without-index.db"};
     copy_without_indexes(comparisons.database, comparisons.database_without_index);
 
     std::vector<Figure> figures = comparisons.reads();
@@ -225,10 +229,10 @@ int run(Options const& options) {
         peaks.library.push_back(peak_kib_of_child(options, "library", comparisons.database));
         peaks.baseline.push_back(peak_kib_of_child(options, "baseline", comparisons.database));
     }
-    figures.push_back(paired_figure("peak resident memory reading all rows", "MiB", peaks,
-                                    [](double kib) { return kib / 1024.0; },
-                                    Figure::Ratio::library_over_baseline,
-                                    Figure::Goal::at_most, 1.15));
+    figures.push_back(paired_figure(
+        "peak resident memory reading all rows", "MiB", peaks,
+        [](double kib) { return kib / 1024.0; }, Figure::Ratio::library_over_baseline,
+        Figure::Goal::at_most, 1.15));
 
     std::cout << "workload: " << options.shape.hosts << " hosts x " << options.shape.providers
               << " providers x " << options.shape.runs << " runs = " << options.shape.rows()

@@ -69,9 +69,8 @@ InsertRequest workload_row(WorkloadShape const& shape, std::size_t index) {
     header.version = 1;
     header.Username = "svc_health";
     // Strictly increasing, with irregular low digits.
-    header.Unique_timestamp =
-        first_unique_timestamp + static_cast<std::int64_t>(index) * 1000 +
-        static_cast<std::int64_t>(index * 7919 % 997);
+    header.Unique_timestamp = first_unique_timestamp + static_cast<std::int64_t>(index) * 1000 +
+                              static_cast<std::int64_t>(index * 7919 % 997);
     request.option_id = header.Provider + "-opt" + std::to_string(run % option_count);
     request.stdout_text = stdout_text(header.Provider, header.Hostname, index);
     request.stderr_text = "warning: slow disk " + std::to_string(index % 10);
