@@ -154,6 +154,43 @@ TEST_F(SqliteEndToEnd, ShippedGroupDocumentServesEveryQueryFunction) {
     EXPECT_EQ(rows[1].datastore_source, "vexa_default");
 }
 
+// The set-up the README shows: a group document naming the plug-in and a
+// configuration file of the user's own, whose SQLite file lives elsewhere.
+TEST_F(SqliteEndToEnd, OwnConfigurationFilePointsTheLibraryAtAnSqliteFile) {
+    vexa::test::TempDir config_dir;
+    std::string const group = config_dir.file("datastores.xml");
+    vexa::test::write_file(group,
+                           "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                           "<datastores>\n"
+                           "  <group path=\"datastore/quarn64\">\n"
+                           "    <entry config_path=\"" +
+                               config_dir.path() +
+                               "\" config_file=\"cluster.xml\">libsqlite.so</entry>\n"
+                               "  </group>\n"
+                               "</datastores>\n");
+    vexa::test::write_file(config_dir.file("cluster.xml"),
+                           "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                           "<configuration instance_name=\"cluster\"\n"
+                           "               type=\"sqlite3\"\n"
+                           "               source_types=\"data\"\n"
+                           "               source_parameters=\"source=$HOME/data/cluster.db|"
+                           "read_only=false\"/>\n");
+    std::unique_ptr<xmlDoc, DocumentDeleter> document(xmlReadFile(group.c_str(), nullptr, 0));
+    ASSERT_TRUE(document);
+    std::vector<DataStoreConfig> configs = DataStoreParseUtility::parse_db_configs(
+        xmlDocGetRootElement(document.get()), DataStoreConfig{});
+    DataStoreParseUtility::initializeDatastoreExtensions(configs);
+
+    std::string const file = home_dir_.file("data/cluster.db");
+    EXPECT_EQ(extension_of("cluster")->describe(), "sqlite3 " + file + " (read-write)");
+    ASSERT_EQ(write_run("cluster", provider_run("uname", "n1", 1)), 1);
+    std::vector<Row> rows;
+    ASSERT_TRUE(vexa::datastore::get_hosts_data(rows, column_index_map));
+    EXPECT_EQ(origins(rows), std::vector<std::string>{"cluster/uname/n1/1"});
+    EXPECT_EQ(vexa::test::PlainConnection(file).rows("SELECT Hostname FROM vexa_1;"),
+              std::vector<std::string>{"n1"});
+}
+
 TEST_F(SqliteEndToEnd, DefaultConfigurationCreatesAndUsesTheFileUnderHome) {
     std::vector<DataStoreConfig> configs(1);
     DataStoreParseUtility::initializeDatastoreExtensions(configs);
