@@ -1,0 +1,818 @@
+// vexa-datastore run as a user runs it: a separate process with HOME in a
+// temporary directory, its standard output, standard error and exit status
+// compared with what the user should see.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <ctime>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <datastore/datastore.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "test_support.h"
+
+extern char** environ;
+
+namespace {
+
+using nlohmann::json;
+using vexa::test::exists;
+using vexa::test::read_file;
+using vexa::test::TempDir;
+using vexa::test::write_file;
+
+#ifdef VEXA_TOOL
+constexpr char const* kTool = VEXA_TOOL;
+#else
+constexpr char const* kTool = nullptr;
+#endif
+
+std::string const kPluginDirectory = std::string(VEXA_BUILD_ROOT) + "/datastore/quarn64";
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+// Runs the tool with `args`, `input` on its standard input and the caller's
+// environment changed by `env` (an empty value removes the variable).
+Outcome spawn_tool(std::vector<std::string> const& args, std::string const& input,
+                   std::map<std::string, std::string> const& env) {
+    TempDir io;
+    write_file(io.file("in"), input);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, io.file("in").c_str(), O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, io.file("out").c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, io.file("err").c_str(),
+                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
+
+    std::vector<std::string> arguments{kTool};
+    arguments.insert(arguments.end(), args.begin(), args.end());
+    std::vector<std::string> variables;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        std::string variable = *entry;
+        if (env.count(variable.substr(0, variable.find('='))) == 0) {
+            variables.push_back(variable);
+        }
+    }
+    for (auto const& [name, value] : env) {
+        if (!value.empty()) {
+            variables.push_back(name + "=" + value);
+        }
+    }
+    auto pointers = [](std::vector<std::string>& texts) {
+        std::vector<char*> result;
+        for (auto& text : texts) {
+            result.push_back(text.data());
+        }
+        result.push_back(nullptr);
+        return result;
+    };
+    auto argv = pointers(arguments);
+    auto envp = pointers(variables);
+
+    Outcome outcome;
+    pid_t pid = 0;
+    int rc = posix_spawn(&pid, kTool, &actions, nullptr, argv.data(), envp.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (rc != 0) {
+        ADD_FAILURE() << "cannot start " << kTool << ": " << std::strerror(rc);
+        return outcome;
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    outcome.out = read_file(io.file("out"));
+    outcome.err = read_file(io.file("err"));
+    return outcome;
+}
+
+std::string readable_utc(std::int64_t seconds) {
+    std::time_t time = static_cast<std::time_t>(seconds);
+    std::tm utc{};
+    gmtime_r(&time, &utc);
+    char text[32];
+    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
+    return text;
+}
+
+// Every test has its own HOME, so the default datastore is a fresh file.
+class ToolTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (kTool == nullptr) {
+            GTEST_SKIP() << "the tool is not built (VEXA_BUILD_TOOL=OFF)";
+        }
+        ASSERT_EQ(0, mkdir(home_.c_str(), 0700));
+    }
+
+    Outcome run(std::vector<std::string> const& args, std::string const& input = "",
+                std::map<std::string, std::string> env = {}) {
+        env.emplace("HOME", home_);
+        env.emplace("TZ", "UTC");
+        env.emplace("COLUMNS", "200");
+        env.emplace("USER", "tester");
+        return spawn_tool(args, input, env);
+    }
+
+    // Runs the tool expecting success and nothing on standard error.
+    std::string output_of(std::vector<std::string> const& args, std::string const& input = "") {
+        Outcome outcome = run(args, input);
+        EXPECT_EQ(0, outcome.status) << outcome.err;
+        EXPECT_EQ("", outcome.err);
+        return outcome.out;
+    }
+
+    json json_of(std::vector<std::string> args) {
+        args.insert(args.begin(), {"--format", "json"});
+        return json::parse(output_of(args));
+    }
+
+    std::string file(std::string const& name) const { return dir_.file(name); }
+    std::string default_database() const { return home_ + "/.vexa/2021.4.0/vexa.db"; }
+    std::string default_description() const {
+        return "sqlite3 " + default_database() + " (read-write)";
+    }
+
+    // Builds the database `name` in the test's directory with load-sql: the
+    // provider table, its view and the statement `insert` (one line, or "").
+    void make_database(std::string const& name, std::string const& insert) {
+        std::string const script = file(name + ".sql");
+        write_file(script, vexa::datastore::default_create_table_query + "\n" +
+                               vexa::datastore::default_create_view_query + "\n" + insert + "\n");
+        EXPECT_EQ("loaded " + script + " into " + file(name) + "\n",
+                  output_of({"load-sql", script, file(name)}));
+    }
+
+    // A group document with one SQLite instance per (name, source parameters).
+    std::string write_config(std::string const& name,
+                             std::vector<std::pair<std::string, std::string>> const& instances) {
+        std::string document = "<datastores>\n  <group path=\"" + kPluginDirectory + "\">\n";
+        for (auto const& [instance, parameters] : instances) {
+            write_file(file(instance + ".xml"),
+                       "<configuration instance_name=\"" + instance +
+                           "\" type=\"sqlite3\" source_types=\"data\" source_parameters=\"" +
+                           parameters + "\"/>\n");
+            document += "    <entry config_path=\"" + dir_.path() + "\" config_file=\"" + instance +
+                        ".xml\">libsqlite.so</entry>\n";
+        }
+        document += "  </group>\n</datastores>\n";
+        write_file(file(name), document);
+        return file(name);
+    }
+
+    TempDir dir_;
+    std::string home_ = dir_.file("home");
+};
+
+// Four known results: cpu_load twice on node001 (the later one failed) and
+// once on node002, and the host record of node001.
+std::string const kKnownRecords =
+    R"({"Provider": "cpu_load", "Hostname": "node001", "node_names": ["node001"], "Exit_status": 0, "Timestamp": 1700000000, "Duration": 0.5, "STDOUT": "load average: 0.50", "OptionID": "default", "version": 1, "Username": "ann", "Unique_timestamp": 1700000000000001})"
+    "\n"
+    R"({"Provider": "cpu_load", "Hostname": "node002", "node_names": ["node002"], "Exit_status": 0, "Timestamp": 1700000060, "Duration": 0.25, "STDOUT": "load average: 1.00", "OptionID": "default", "version": 1, "Username": "ann", "Unique_timestamp": 1700000060000000})"
+    "\n"
+    R"({"Provider": "cpu_load", "Hostname": "node001", "node_names": ["node001"], "Exit_status": 1, "Timestamp": 1700000600, "Duration": 0.75, "STDOUT": "load average: 99.00", "STDERR": "load too high", "OptionID": "default", "version": 1, "Username": "ann", "Unique_timestamp": 1700000600000000})"
+    "\n"
+    R"({"Provider": "uname", "Hostname": "node001", "num_nodes": 1, "node_names": ["node001"], "Timestamp": 1700000000, "STDOUT": "Linux node001 6.1.0 x86_64", "Encoding": "none", "Unique_timestamp": 1700000000000000})"
+    "\n";
+
+json known_row(int rowid, std::string const& host, int exit_status, std::int64_t timestamp,
+               double duration, std::string const& out, std::string const& err,
+               std::int64_t unique) {
+    return {{"rowid", rowid},
+            {"Provider", "cpu_load"},
+            {"Hostname", host},
+            {"num_nodes", 1},
+            {"node_names", {host}},
+            {"Exit_status", exit_status},
+            {"Timestamp", timestamp},
+            {"Duration", duration},
+            {"Encoding", "none"},
+            {"STDOUT", out},
+            {"STDERR", err},
+            {"OptionID", "default"},
+            {"version", 1},
+            {"Username", "ann"},
+            {"Unique_timestamp", unique},
+            {"datastore_source", "vexa_default"}};
+}
+
+json const kFirstNode001 =
+    known_row(1, "node001", 0, 1700000000, 0.5, "load average: 0.50", "", 1700000000000001);
+json const kNode002 =
+    known_row(2, "node002", 0, 1700000060, 0.25, "load average: 1.00", "", 1700000060000000);
+json const kLatestNode001 = known_row(3, "node001", 1, 1700000600, 0.75, "load average: 99.00",
+                                      "load too high", 1700000600000000);
+
+class KnownRowsTest : public ToolTest {
+  protected:
+    void SetUp() override {
+        ToolTest::SetUp();
+        if (!IsSkipped()) {
+            EXPECT_EQ("stored 4 records in vexa_default (" + default_description() + ")\n",
+                      output_of({"insert", "-"}, kKnownRecords));
+        }
+    }
+};
+
+// --- usage -------------------------------------------------------------------
+
+TEST_F(ToolTest, VersionPrintsTheReleaseVersion) {
+    Outcome outcome = run({"--version"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("vexa-datastore 2021.4.0\n", outcome.out);
+}
+
+TEST_F(ToolTest, EveryCommandHasHelpWithAnExample) {
+    for (std::string command : {"demo", "summary", "latest", "select", "hosts", "sql", "insert",
+                                "datastores", "load-sql"}) {
+        Outcome outcome = run({command, "--help"});
+        EXPECT_EQ(0, outcome.status) << command;
+        EXPECT_NE(std::string::npos, outcome.out.find("Example:\n  ")) << command;
+        EXPECT_NE(std::string::npos, outcome.out.find("vexa-datastore " + command)) << command;
+    }
+    Outcome outcome = run({"--help"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_NE(std::string::npos, outcome.out.find("Example:\n  vexa-datastore demo"));
+}
+
+TEST_F(ToolTest, UsageErrorsExitWithStatusTwoAndOneLine) {
+    struct Case {
+        std::vector<std::string> args;
+        std::string message;
+    };
+    std::vector<Case> const cases{
+        {{}, "a command is required (see --help)"},
+        {{"frobnicate"}, "The following argument was not expected: frobnicate (see --help)"},
+        {{"--format", "xml", "hosts"}, "--format: xml not in {table,json,csv} (see --help)"},
+        {{"latest"}, "--provider is required (see --help)"},
+        {{"select", "-w", "1=1"}, "--provider is required (see --help)"},
+        {{"latest", "-p", " "}, "--provider: a name must not be blank (see --help)"},
+        {{"demo", "--hosts", "0"}, "--hosts: Value 0 not in range 1 to 999 (see --help)"},
+        {{"demo", "--providers", "10"}, "--providers: Value 10 not in range 1 to 9 (see --help)"},
+        {{"sql"}, "query is required (see --help)"},
+        {{"load-sql", "only-one"}, "database is required (see --help)"},
+        {{"sql", "  "}, "the query is empty"},
+    };
+    for (auto const& c : cases) {
+        Outcome outcome = run(c.args);
+        EXPECT_EQ(2, outcome.status) << c.message;
+        EXPECT_EQ("vexa-datastore: " + c.message + "\n", outcome.err);
+        EXPECT_EQ("", outcome.out);
+    }
+    EXPECT_FALSE(exists(default_database())) << "a usage error must not create the datastore";
+}
+
+TEST_F(ToolTest, GlobalOptionsMayFollowTheCommand) {
+    EXPECT_EQ("[]\n", output_of({"latest", "-p", "cpu_load", "--format", "json"}));
+}
+
+// --- demo and summary ----------------------------------------------------------
+
+TEST_F(ToolTest, DemoWithDefaultsFillsTheDefaultDatastoreWithinSeconds) {
+    auto start = std::chrono::steady_clock::now();
+    Outcome outcome = run({"demo"});
+    auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("", outcome.err) << "no progress when standard error is not a terminal";
+    EXPECT_LT(seconds, 20.0);
+    EXPECT_TRUE(exists(default_database()));
+    std::string const head =
+        "stored 216 records in vexa_default (" + default_description() + ")\n\n";
+    ASSERT_EQ(head, outcome.out.substr(0, head.size()));
+    EXPECT_EQ("Provider       hosts  passed  failed  newest",
+              outcome.out.substr(head.size(), outcome.out.find('\n', head.size()) - head.size()));
+    json summary = json_of({"summary"});
+    ASSERT_EQ(9u, summary.size());
+    std::vector<std::string> providers;
+    for (auto const& line : summary) {
+        providers.push_back(line["Provider"]);
+        EXPECT_EQ(8, line["hosts"]);
+    }
+    EXPECT_EQ(
+        (std::vector<std::string>{"cpu_load", "disk_usage", "infiniband", "memory", "mpi_allreduce",
+                                  "network", "ntp_sync", "services", "uname"}),
+        providers);
+}
+
+TEST_F(ToolTest, SummaryAgreesWithTheRowsDemoWrote) {
+    output_of({"demo", "--hosts", "5", "--providers", "4", "--runs", "3"});
+    json rows = json_of({"sql", "SELECT * FROM vexa_1"});
+    ASSERT_EQ(60u, rows.size());
+
+    // The latest result of every provider and host, worked out from all rows.
+    struct Latest {
+        std::int64_t stamp = 0;
+        int exit_status = 0;
+        std::int64_t timestamp = 0;
+    };
+    std::map<std::string, std::map<std::string, Latest>> latest;
+    for (auto const& row : rows) {
+        auto& entry = latest[row["Provider"]][row["Hostname"]];
+        if (row["Unique_timestamp"].get<std::int64_t>() > entry.stamp) {
+            entry = {row["Unique_timestamp"], row["Exit_status"], row["Timestamp"]};
+        }
+    }
+    ASSERT_EQ(4u, latest.size());
+
+    json summary = json_of({"summary", "--failed"});
+    ASSERT_EQ(4u, summary.size());
+    int failures = 0;
+    for (auto const& line : summary) {
+        auto const& hosts = latest.at(line["Provider"]);
+        std::vector<std::string> failed;
+        std::int64_t newest = 0;
+        for (auto const& [host, entry] : hosts) {
+            if (entry.exit_status != 0) {
+                failed.push_back(host);
+            }
+            newest = std::max(newest, entry.timestamp);
+        }
+        EXPECT_EQ(hosts.size(), line["hosts"]);
+        EXPECT_EQ(hosts.size() - failed.size(), line["passed"]);
+        EXPECT_EQ(failed.size(), line["failed"]);
+        EXPECT_EQ(failed, line["failed_hosts"]);
+        EXPECT_EQ(readable_utc(newest), line["newest"]);
+        failures += static_cast<int>(failed.size());
+    }
+    // node003's /scratch is full by the third round.
+    ASSERT_EQ("disk_usage", summary[1]["Provider"]);
+    EXPECT_EQ(json({"node003"}), summary[1]["failed_hosts"]);
+    EXPECT_GE(failures, 1);
+}
+
+TEST_F(ToolTest, DemoWritesRealisticIncreasingUniqueRecords) {
+    output_of({"demo", "--hosts", "6", "--runs", "2"});
+    output_of({"demo", "--hosts", "6", "--runs", "2"});
+    json rows = json_of({"sql", "SELECT * FROM vexa_1 ORDER BY rowid"});
+    ASSERT_EQ(2u * 2u * 6u * 9u, rows.size());
+    std::int64_t previous = 0;
+    std::set<std::string> hosts;
+    int failed = 0;
+    for (auto const& row : rows) {
+        EXPECT_GT(row["Unique_timestamp"].get<std::int64_t>(), previous);
+        previous = row["Unique_timestamp"];
+        EXPECT_EQ(row["Timestamp"], previous / 1000000);
+        EXPECT_EQ(row["num_nodes"], row["node_names"].size());
+        EXPECT_EQ("tester", row["Username"]);
+        EXPECT_FALSE(row["STDOUT"].get<std::string>().empty() && row["Exit_status"] == 0);
+        if (row["Exit_status"] != 0) {
+            ++failed;
+            EXPECT_FALSE(row["STDERR"].get<std::string>().empty());
+        }
+        hosts.insert(row["Hostname"].get<std::string>());
+        if (row["Provider"] == "uname") {
+            EXPECT_EQ(0u, row["STDOUT"].get<std::string>().find(
+                              "Linux " + row["Hostname"].get<std::string>()));
+        }
+        if (row["Provider"] == "network") {
+            EXPECT_EQ(2, row["num_nodes"]);
+        }
+    }
+    EXPECT_EQ(
+        (std::set<std::string>{"node001", "node002", "node003", "node004", "node005", "node006"}),
+        hosts);
+    EXPECT_GT(failed, 0);
+    EXPECT_LT(failed, static_cast<int>(rows.size()) / 5) << "a few failures, not many";
+}
+
+TEST_F(ToolTest, SummaryOfNamedProvidersAndHosts) {
+    output_of({"demo", "--hosts", "4", "--runs", "3"});
+    json summary = json_of({"summary", "-p", "disk_usage,no_such_provider", "-H", "node003"});
+    ASSERT_EQ(2u, summary.size());
+    EXPECT_EQ("disk_usage", summary[0]["Provider"]);
+    EXPECT_EQ(1, summary[0]["hosts"]);
+    EXPECT_EQ(0, summary[0]["passed"]);
+    EXPECT_EQ(1, summary[0]["failed"]);
+    EXPECT_EQ(json({{"Provider", "no_such_provider"},
+                    {"hosts", 0},
+                    {"passed", 0},
+                    {"failed", 0},
+                    {"newest", ""}}),
+              summary[1]);
+}
+
+TEST_F(ToolTest, SummaryOfAnEmptyDatastoreSaysSo) {
+    EXPECT_EQ("(no rows)\n", output_of({"summary"}));
+    EXPECT_EQ("[]\n", output_of({"summary", "--format", "json"}));
+}
+
+// --- reading known rows --------------------------------------------------------
+
+TEST_F(KnownRowsTest, LatestGivesTheNewestRowPerHost) {
+    EXPECT_EQ(json({kLatestNode001, kNode002}), json_of({"latest", "-p", "cpu_load"}));
+    EXPECT_EQ(json({kLatestNode001}), json_of({"latest", "-p", "cpu_load", "-H", "node001"}));
+}
+
+TEST_F(KnownRowsTest, SelectGivesEveryRowUnderTheCondition) {
+    EXPECT_EQ(json({kFirstNode001, kNode002, kLatestNode001}),
+              json_of({"select", "-p", "cpu_load"}));
+    EXPECT_EQ(json({kLatestNode001}),
+              json_of({"select", "-p", "cpu_load", "-w", "Exit_status != 0"}));
+}
+
+TEST_F(KnownRowsTest, HostsGivesTheHostRecords) {
+    json hosts = json_of({"hosts"});
+    ASSERT_EQ(1u, hosts.size());
+    EXPECT_EQ("uname", hosts[0]["Provider"]);
+    EXPECT_EQ("node001", hosts[0]["Hostname"]);
+    EXPECT_EQ("Linux node001 6.1.0 x86_64", hosts[0]["STDOUT"]);
+    EXPECT_EQ("", hosts[0]["Username"]);
+}
+
+TEST_F(KnownRowsTest, SqlRunsTheQueryText) {
+    EXPECT_EQ(json({kLatestNode001, kFirstNode001}),
+              json_of({"sql",
+                       "SELECT * FROM vexa_1 WHERE Hostname = 'node001' AND "
+                       "Provider = 'cpu_load' ORDER BY Unique_timestamp DESC"}));
+}
+
+TEST_F(KnownRowsTest, TableShowsTheScannedColumnsWithReadableTimes) {
+    EXPECT_EQ(
+        "Provider  Hostname  Exit_status  Timestamp            STDOUT               STDERR\n"
+        "--------  --------  -----------  -------------------  -------------------  -------------\n"
+        "cpu_load  node001             1  2023-11-14 22:23:20  load average: 99.00  load too high\n"
+        "cpu_load  node002             0  2023-11-14 22:14:20  load average: 1.00\n",
+        output_of({"latest", "-p", "cpu_load"}));
+}
+
+TEST_F(KnownRowsTest, CsvHasEveryColumn) {
+    EXPECT_EQ(
+        "rowid,Provider,Hostname,num_nodes,node_names,Exit_status,Timestamp,Duration,Encoding,"
+        "STDOUT,STDERR,OptionID,version,Username,Unique_timestamp,datastore_source\r\n"
+        "3,cpu_load,node001,1,node001,1,1700000600,0.75,none,load average: 99.00,load too high,"
+        "default,1,ann,1700000600000000,vexa_default\r\n",
+        output_of({"--format", "csv", "latest", "-p", "cpu_load", "-H", "node001"}));
+}
+
+TEST_F(KnownRowsTest, JsonOutputCanBeStoredAgain) {
+    json rows = json_of({"select", "-p", "cpu_load,uname"});
+    ASSERT_EQ(4u, rows.size());
+    std::string lines;
+    for (auto const& row : rows) {
+        lines += row.dump() + "\n";
+    }
+    TempDir other_home;
+    Outcome stored = spawn_tool({"insert"}, lines,
+                                {{"HOME", other_home.path()}, {"TZ", "UTC"}, {"USER", "tester"}});
+    EXPECT_EQ(0, stored.status) << stored.err;
+    Outcome again = spawn_tool({"--format", "json", "select", "-p", "cpu_load,uname"}, "",
+                               {{"HOME", other_home.path()}, {"TZ", "UTC"}});
+    EXPECT_EQ(0, again.status) << again.err;
+    EXPECT_EQ(rows, json::parse(again.out));
+}
+
+TEST_F(KnownRowsTest, NoMatchingRowsIsNotAFailure) {
+    EXPECT_EQ("(no rows)\n", output_of({"latest", "-p", "memory"}));
+    EXPECT_EQ("[]\n", output_of({"--format", "json", "select", "-p", "cpu_load", "-w", "1 = 0"}));
+    EXPECT_EQ(
+        "rowid,Provider,Hostname,num_nodes,node_names,Exit_status,Timestamp,Duration,Encoding,"
+        "STDOUT,STDERR,OptionID,version,Username,Unique_timestamp,datastore_source\r\n",
+        output_of({"--format", "csv", "sql", "SELECT * FROM vexa_1 WHERE Provider = 'memory'"}));
+}
+
+TEST_F(KnownRowsTest, BadSqlNamesTheDatastoreAndSQLitesReason) {
+    struct Case {
+        std::vector<std::string> args;
+        std::string message;
+    };
+    std::vector<Case> const cases{
+        {{"sql", "SELEC 1"},
+         R"(datastore "vexa_default" failed to run the query "SELEC 1": near "SELEC": syntax error)"},
+        {{"sql", "SELECT * FROM nowhere"},
+         R"(datastore "vexa_default" failed to run the query "SELECT * FROM nowhere": no such table: nowhere)"},
+        {{"select", "-p", "cpu_load", "-w", "Exit_status !="},
+         R"x(datastore "vexa_default" failed to run the selection of "cpu_load" where "Exit_status !=": near ")": syntax error)x"},
+    };
+    for (auto const& c : cases) {
+        Outcome outcome = run(c.args);
+        EXPECT_EQ(1, outcome.status);
+        EXPECT_EQ("vexa-datastore: " + c.message + "\n", outcome.err);
+        EXPECT_EQ("", outcome.out);
+    }
+}
+
+TEST_F(KnownRowsTest, VerboseShowsTheLibrarysDiagnostics) {
+    Outcome outcome = run({"-v", "sql", "SELEC 1"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(
+        "Generic querying of data failed for \"vexa_default\"\n"
+        "Operation code 514 failed for vexa_default\n"
+        "vexa-datastore: datastore \"vexa_default\" failed to run the query \"SELEC 1\": near "
+        "\"SELEC\": syntax error\n",
+        outcome.err);
+}
+
+// --- output forms ----------------------------------------------------------------
+
+TEST_F(ToolTest, CsvQuotesFieldsAsRfc4180Says) {
+    output_of(
+        {"insert"},
+        R"({"Provider": "p", "Hostname": "h", "STDOUT": "a,b", "STDERR": "say \"hi\"\nbye", "OptionID": "plain", "Timestamp": 1, "Unique_timestamp": 2})"
+        "\n");
+    EXPECT_EQ(
+        "rowid,Provider,Hostname,num_nodes,node_names,Exit_status,Timestamp,Duration,Encoding,"
+        "STDOUT,STDERR,OptionID,version,Username,Unique_timestamp,datastore_source\r\n"
+        "1,p,h,0,,0,1,0.0,none,\"a,b\",\"say \"\"hi\"\"\nbye\",plain,0,,2,vexa_default\r\n",
+        output_of({"--format", "csv", "latest", "-p", "p"}));
+}
+
+TEST_F(ToolTest, TablesFitTheWidthAndShortenLongTexts) {
+    std::string long_text(300, 'x');
+    output_of({"insert"},
+              R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000000, "STDOUT": ")" +
+                  long_text + R"(", "STDERR": "line one\nline two\nline three"})" + "\n");
+    std::string const fitted =
+        "Provider  Hostname  Exit_status  Timestamp            STDOUT        STDERR\n"
+        "--------  --------  -----------  -------------------  ------------  ------------\n"
+        "p         h                   0  2023-11-14 22:13:20  xxxxxxxxxxx\u2026  line one "
+        "li\u2026\n";
+    Outcome outcome = run({"latest", "-p", "p"}, "", {{"COLUMNS", "80"}});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ(fitted, outcome.out);
+    outcome = run({"latest", "-p", "p"}, "", {{"COLUMNS", ""}});
+    EXPECT_EQ(fitted, outcome.out) << "80 columns when COLUMNS is unset and no terminal";
+
+    // Too narrow for anything: every column shortened to five, lines overflow.
+    outcome = run({"latest", "-p", "p"}, "", {{"COLUMNS", "20"}});
+    EXPECT_EQ(
+        "Prov\u2026  Host\u2026  Exit\u2026  Time\u2026  STDO\u2026  STDE\u2026\n"
+        "-----  -----  -----  -----  -----  -----\n"
+        "p      h          0  2023\u2026  xxxx\u2026  line\u2026\n",
+        outcome.out);
+
+    json whole = json_of({"latest", "-p", "p"});
+    EXPECT_EQ(long_text, whole[0]["STDOUT"]);
+    EXPECT_EQ("line one\nline two\nline three", whole[0]["STDERR"]);
+}
+
+TEST_F(ToolTest, JsonKeepsBytesThatAreNotUtf8Readable) {
+    make_database("bytes.db",
+                  "INSERT INTO provider_datastore (Provider, Hostname, STDOUT, Unique_timestamp) "
+                  "VALUES ('p', 'h', CAST(X'61FF62' AS TEXT), 1);");
+    std::string config = write_config(
+        "bytes_group.xml", {{"bytes", "source=" + file("bytes.db") + "|read_only=true"}});
+    json rows = json_of({"--config", config, "latest", "-p", "p"});
+    ASSERT_EQ(1u, rows.size());
+    EXPECT_EQ("a\uFFFDb", rows[0]["STDOUT"]);
+}
+
+// --- insert -------------------------------------------------------------------------
+
+TEST_F(ToolTest, InsertReportsBadLinesByNumberAndStoresTheGoodOnes) {
+    std::string const records = file("records.jsonl");
+    write_file(records, R"({"Provider": "p", "Hostname": "h1"})"
+                        "\n"
+                        R"({"Provider": "p", "Hostname": )"
+                        "\n"
+                        "\n"
+                        R"({"Provider": "p", "Hostname": "h2", "Exit_status": 1})"
+                        "\n"
+                        R"({"Provider": "p", "Hostname": "h3", "Exitstatus": 1})"
+                        "\n"
+                        R"({"Provider": "p", "Hostname": "h4", "Exit_status": "1"})"
+                        "\n"
+                        R"({"Hostname": "h5"})"
+                        "\n"
+                        R"(["Provider", "p"])"
+                        "\n"
+                        R"({"Provider": "p", "Hostname": "h6", "num_nodes": -1})"
+                        "\n"
+                        R"({"Provider": "p", "Hostname": "h7", "Encoding": "gzip"})"
+                        "\n");
+    Outcome outcome = run({"insert", records});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("stored 2 records in vexa_default (" + default_description() + ")\n", outcome.out);
+    std::string const prefix = "vexa-datastore: " + records + " line ";
+    EXPECT_EQ(prefix +
+                  "2 skipped: parse error at line 1, column 31: syntax error while parsing "
+                  "value - unexpected end of input; expected '[', '{', or a literal\n" +
+                  prefix + "5 skipped: unknown key \"Exitstatus\"\n" + prefix +
+                  "6 skipped: \"Exit_status\" must be an integer from -2147483648 to 2147483647\n" +
+                  prefix + "7 skipped: \"Provider\" is required\n" + prefix +
+                  "8 skipped: a record must be a JSON object\n" + prefix +
+                  "9 skipped: \"num_nodes\" must be an integer from 0 to 262144\n" + prefix +
+                  "10 skipped: \"Encoding\" must be \"none\", \"base64\" or \"raw\"\n",
+              outcome.err);
+    json rows = json_of({"select", "-p", "p"});
+    ASSERT_EQ(2u, rows.size());
+    EXPECT_EQ("h1", rows[0]["Hostname"]);
+    EXPECT_EQ("h2", rows[1]["Hostname"]);
+    EXPECT_EQ(1, rows[1]["Exit_status"]);
+    EXPECT_GT(rows[1]["Unique_timestamp"].get<std::int64_t>(),
+              rows[0]["Unique_timestamp"].get<std::int64_t>())
+        << "records without a unique time stamp get increasing ones";
+}
+
+TEST_F(ToolTest, InsertFillsNodeCountAndTimesWhenAbsent) {
+    auto before = std::chrono::duration_cast<std::chrono::microseconds>(
+                      std::chrono::system_clock::now().time_since_epoch())
+                      .count();
+    output_of({"insert"},
+              R"({"Provider": "p", "Hostname": "h", "node_names": ["a", "b", "c"], "Encoding": 1})"
+              "\n");
+    json row = json_of({"latest", "-p", "p"}).at(0);
+    EXPECT_EQ(3, row["num_nodes"]);
+    EXPECT_EQ(json({"a", "b", "c"}), row["node_names"]);
+    EXPECT_EQ("base64", row["Encoding"]);
+    EXPECT_GE(row["Unique_timestamp"].get<std::int64_t>(), before);
+    EXPECT_EQ(row["Unique_timestamp"].get<std::int64_t>() / 1000000, row["Timestamp"]);
+}
+
+TEST_F(ToolTest, InsertFromAMissingFileCreatesNothing) {
+    Outcome outcome = run({"insert", file("missing.jsonl")});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(
+        "vexa-datastore: cannot read " + file("missing.jsonl") + ": No such file or directory\n",
+        outcome.err);
+    EXPECT_FALSE(exists(default_database()));
+    outcome = run({"insert", dir_.path()});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: cannot read " + dir_.path() + ": it is a directory\n", outcome.err);
+}
+
+TEST_F(ToolTest, InsertIntoAnUnknownDatastoreNamesIt) {
+    Outcome outcome = run({"insert", "--datastore", "elsewhere"}, "{}\n");
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: unknown datastore \"elsewhere\" (open: \"vexa_default\")\n",
+              outcome.err);
+}
+
+TEST_F(ToolTest, InsertIntoAReadOnlyDatastoreStopsAtTheFirstRecord) {
+    make_database("ro.db", "");
+    std::string config =
+        write_config("ro_group.xml", {{"ro", "source=" + file("ro.db") + "|read_only=true"}});
+    Outcome outcome = run({"--config", config, "insert"}, R"({"Provider": "p", "Hostname": "h"})"
+                                                          "\n"
+                                                          R"({"Provider": "p", "Hostname": "h"})"
+                                                          "\n");
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("stored no records\n", outcome.out);
+    EXPECT_EQ(
+        "vexa-datastore: standard input line 1: no datastore stored the record (tried \"ro\"; "
+        "read-only?)\n",
+        outcome.err);
+}
+
+TEST_F(ToolTest, InsertStoresInTheFirstDatastoreThatAccepts) {
+    make_database("ro.db", "");
+    std::string config =
+        write_config("two.xml", {{"ro", "source=" + file("ro.db") + "|read_only=true"},
+                                 {"rw", "source=" + file("rw.db") + "|read_only=false"}});
+    EXPECT_EQ("stored 1 record in rw (sqlite3 " + file("rw.db") + " (read-write))\n",
+              output_of({"--config", config, "insert"}, R"({"Provider": "p", "Hostname": "h"})"
+                                                        "\n"));
+}
+
+// --- several datastores and configuration ---------------------------------------------
+
+TEST_F(KnownRowsTest, RowsOfSeveralDatastoresAreMergedAndNamed) {
+    make_database("extra.db",
+                  "INSERT INTO provider_datastore (Provider, Hostname, Exit_status, "
+                  "Unique_timestamp) VALUES ('cpu_load', 'node003', 4, 1700000900000000);");
+    std::string config = write_config(
+        "both.xml", {{"vexa_default", "source=" + default_database() + "|read_only=true"},
+                     {"extra", "source=" + file("extra.db") + "|read_only=true"}});
+    json rows = json_of({"--config", config, "latest", "-p", "cpu_load"});
+    ASSERT_EQ(3u, rows.size());
+    EXPECT_EQ(kLatestNode001, rows[0]);
+    EXPECT_EQ(kNode002, rows[1]);
+    EXPECT_EQ("node003", rows[2]["Hostname"]);
+    EXPECT_EQ("extra", rows[2]["datastore_source"]);
+
+    json summary = json_of({"--config", config, "summary", "--failed"});
+    EXPECT_EQ(json({{"Provider", "cpu_load"},
+                    {"hosts", 3},
+                    {"passed", 1},
+                    {"failed", 2},
+                    {"newest", "2023-11-14 22:23:20"},
+                    {"failed_hosts", {"node001", "node003"}}}),
+              summary[0]);
+}
+
+TEST_F(ToolTest, DatastoresListsTheCompletedConfiguration) {
+    std::string const shipped = std::string(VEXA_BUILD_ROOT) + "/etc/datastore/datastores.xml";
+    json listing = json_of({"--config", shipped, "datastores"});
+    EXPECT_EQ(json({{{"instance_name", "vexa_default"},
+                     {"type", "sqlite3"},
+                     {"source_types", "data"},
+                     {"library", kPluginDirectory + "/libsqlite.so"},
+                     {"opened", true},
+                     {"description", default_description()}}}),
+              listing);
+    EXPECT_EQ(listing, json_of({"datastores"})) << "the embedded default is the shipped one";
+}
+
+TEST_F(ToolTest, DatastoresShowsAnInstanceThatDidNotOpen) {
+    std::string const group = file("no_plugin.xml");
+    write_config("unused.xml", {{"lost", "source=" + file("lost.db")}});
+    write_file(group,
+               "<datastores><group path=\"" + dir_.path() + "\"><entry config_path=\"" +
+                   dir_.path() +
+                   "\" config_file=\"lost.xml\">libsqlite.so</entry></group></datastores>\n");
+    Outcome outcome = run({"--format", "csv", "--config", group, "datastores"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(
+        "instance_name,type,source_types,library,opened,description\r\n"
+        "lost,sqlite3,data," +
+            dir_.path() + "/libsqlite.so,false,Invalid extension name/path " + dir_.path() +
+            "/libsqlite.so\r\n",
+        outcome.out);
+    EXPECT_EQ("vexa-datastore: 1 of 1 configured datastores did not open\n", outcome.err);
+
+    outcome = run({"--config", group, "hosts"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: cannot open datastore \"lost\" at " + file("lost.db") +
+                  ": Invalid extension name/path " + dir_.path() + "/libsqlite.so (-v shows why)\n",
+              outcome.err);
+    EXPECT_EQ("", outcome.out);
+}
+
+TEST_F(ToolTest, ConfigurationFaultsNameTheFile) {
+    std::string const broken = file("broken.xml");
+    write_file(broken, "<datastores>\n<group>");
+    std::string const empty = file("empty.xml");
+    write_file(empty, "<datastores/>\n");
+    std::string const lonely = file("lonely.xml");
+    write_file(lonely,
+               "<datastores><group path=\"" + kPluginDirectory + "\"><entry config_path=\"" +
+                   dir_.path() +
+                   "\" config_file=\"absent.xml\">libsqlite.so</entry></group></datastores>\n");
+    std::string const bad_type = write_config("bad_type.xml", {{"typo", "source=x.db"}});
+    write_file(file("typo.xml"),
+               "<configuration instance_name=\"typo\" type=\"sqlite\" "
+               "source_parameters=\"source=x.db\"/>\n");
+    struct Case {
+        std::string config;
+        std::string message;
+    };
+    std::vector<Case> const cases{
+        {file("absent_group.xml"), "cannot read configuration file " + file("absent_group.xml") +
+                                       ": No such file or directory"},
+        {broken, "configuration file " + broken + " is not valid XML: " + broken +
+                     ":2: Premature end of data in tag group line 2"},
+        {empty, "configuration file " + empty +
+                    " names no datastore: it needs group elements holding entry elements, as in "
+                    "etc/datastore/datastores.xml"},
+        {lonely, "configuration file " + lonely +
+                     ": Error opening datastore configuration (failed to load external entity \"" +
+                     file("absent.xml") + "\")"},
+        {bad_type, "configuration file " + bad_type + ": Invalid value for attribute type sqlite"},
+    };
+    for (auto const& c : cases) {
+        Outcome outcome = run({"--config", c.config, "summary"});
+        EXPECT_EQ(1, outcome.status) << c.config;
+        EXPECT_EQ("vexa-datastore: " + c.message + "\n", outcome.err);
+        EXPECT_EQ("", outcome.out);
+    }
+    EXPECT_FALSE(exists(default_database())) << "a faulty configuration never falls back";
+}
+
+TEST_F(ToolTest, AnUnusableDatabasePathNamesTheDatastoreAndThePath) {
+    std::string const not_a_directory = file("plain_file");
+    write_file(not_a_directory, "");
+    std::string const database = not_a_directory + "/.vexa/2021.4.0/vexa.db";
+    std::string const message = "vexa-datastore: cannot open datastore \"vexa_default\" at " +
+                                database + ": Extension name/path " + kPluginDirectory +
+                                "/libsqlite.so, instance vexa_default open failed";
+    Outcome outcome = run({"hosts"}, "", {{"HOME", not_a_directory}});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(message + " (-v shows why)\n", outcome.err);
+    outcome = run({"-v", "hosts"}, "", {{"HOME", not_a_directory}});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(message + "\n", outcome.err.substr(outcome.err.find('\n') + 1));
+    EXPECT_EQ(0u, outcome.err.find("sqlite3 " + database + ": ")) << outcome.err;
+}
+
+// --- load-sql ---------------------------------------------------------------------------
+
+TEST_F(ToolTest, LoadSqlReportsTheFailingLineAndTheMissingScript) {
+    std::string const script = file("bad.sql");
+    write_file(script, "CREATE TABLE t (a INTEGER);\nINSERT INTO t VALUES (1,\n");
+    Outcome outcome = run({"load-sql", script, file("t.db")});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: SQL command error: INSERT INTO t VALUES (1,\n", outcome.err);
+
+    outcome = run({"load-sql", file("absent.sql"), file("never.db")});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: cannot read SQL script " + file("absent.sql") +
+                  ": No such file or directory\n",
+              outcome.err);
+    EXPECT_FALSE(exists(file("never.db")));
+}
+
+}  // namespace
