@@ -28,6 +28,15 @@ void bind_text(sqlite3_stmt* statement, int index, std::string const& text) {
     sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
+// The library reports only that the instance did not open; the reason goes
+// to the log. Nothing may escape open_instance(), not even from logging.
+void log_open_failure(std::string const& text) noexcept {
+    try {
+        log::ErrorLog(4).stream() << text;
+    } catch (...) {
+    }
+}
+
 // Leaves the statement ready for its next use however the step went.
 struct ResetOnExit {
     sqlite3_stmt* statement;
@@ -58,16 +67,15 @@ void SqliteExtension::close() noexcept {
 
 int SqliteExtension::open_instance(std::string const& source_parameters) {
     close();
-    std::string source = DEFAULT_DATA_SOURCE;
-    bool read_only = false;
-    if (!parse_sqlite_params(source_parameters, source, read_only)) {
-        log::ErrorLog(4).stream() << "sqlite3: malformed source parameters \"" << source_parameters
-                                  << "\"";
-        return OPERATION_UNSUCCESSFULL;
-    }
-    read_only_ = read_only;
-    path_ = str::wordexp(source);
     try {
+        std::string source = DEFAULT_DATA_SOURCE;
+        bool read_only = false;
+        if (!parse_sqlite_params(source_parameters, source, read_only)) {
+            log_open_failure("sqlite3: malformed source parameters \"" + source_parameters + "\"");
+            return OPERATION_UNSUCCESSFULL;
+        }
+        read_only_ = read_only;
+        path_ = str::wordexp(source);
         if (path_.empty()) {
             throw std::runtime_error("no database file named");
         }
@@ -78,7 +86,7 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
         close();
-        log::ErrorLog(4).stream() << "sqlite3 " << path_ << ": " << error.what();
+        log_open_failure("sqlite3 " + path_ + ": " + error.what());
     } catch (...) {
         close();
     }
