@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 
 namespace vexa::datastore::detail {
 
@@ -15,7 +16,7 @@ using ProviderStamps = std::unordered_map<std::string_view, HostStamps>;
 
 }  // namespace
 
-void keep_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest) {
+void keep_latest_rows(std::vector<Row>& merged, std::vector<Row>& latest) {
     // First pass: the greatest stamp per provider, then host. Each row keeps
     // a pointer to its pair's stamp (map nodes never move), so the second
     // pass compares without hashing again.
@@ -37,7 +38,8 @@ void keep_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest) 
         stamp_of_row.push_back(&slot->second);
     }
 
-    // Second pass: count the survivors, then copy each once.
+    // Second pass: count the survivors, then move each out. The table's keys
+    // view strings that moving empties, but it is no longer searched.
     std::size_t survivors = 0;
     for (std::size_t i = 0; i < merged.size(); ++i) {
         survivors += merged[i].Unique_timestamp == *stamp_of_row[i] ? 1 : 0;
@@ -46,7 +48,7 @@ void keep_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest) 
     latest.reserve(survivors);
     for (std::size_t i = 0; i < merged.size(); ++i) {
         if (merged[i].Unique_timestamp == *stamp_of_row[i]) {
-            latest.push_back(merged[i]);
+            latest.push_back(std::move(merged[i]));
         }
     }
 }

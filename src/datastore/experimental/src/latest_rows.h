@@ -9,12 +9,14 @@
 
 namespace vexa::datastore::detail {
 
-// Replaces `latest` with copies of the rows of `merged` whose Unique_timestamp
+// Replaces `latest` with the rows of `merged` whose Unique_timestamp
 // (compared as signed) is the greatest of their (Provider, Hostname) pair,
 // in the order of `merged`. Every row carrying that greatest stamp is kept,
-// so one pair may yield several rows. `latest` must not be `merged`.
+// so one pair may yield several rows. The kept rows are moved out of
+// `merged`, which the caller discards afterwards; `latest` must not be
+// `merged`.
 //   merged: (p,h,5) (p,h,9) (q,h,1) (p,h,9)  ->  latest: (p,h,9) (q,h,1) (p,h,9)
-void keep_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest);
+void keep_latest_rows(std::vector<Row>& merged, std::vector<Row>& latest);
 
 }  // namespace vexa::datastore::detail
 
