@@ -3,10 +3,11 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 namespace vexa::bench {
 
-void plain_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest) {
+void plain_latest_rows(std::vector<Row>& merged, std::vector<Row>& latest) {
     std::unordered_map<std::string, std::unordered_map<std::string, std::int64_t>> greatest;
     for (Row const& row : merged) {
         auto& hosts = greatest[row.Provider];
@@ -16,9 +17,9 @@ void plain_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest)
         }
     }
     latest.clear();
-    for (Row const& row : merged) {
+    for (Row& row : merged) {
         if (row.Unique_timestamp == greatest[row.Provider][row.Hostname]) {
-            latest.push_back(row);
+            latest.push_back(std::move(row));
         }
     }
 }

@@ -11,9 +11,10 @@ namespace vexa::bench {
 
 using datastore::Row;
 
-// Replaces `latest` with copies of the rows of `merged` that carry the
-// greatest Unique_timestamp of their (Provider, Hostname) pair, in order.
-void plain_latest_rows(std::vector<Row> const& merged, std::vector<Row>& latest);
+// Replaces `latest` with the rows of `merged` that carry the greatest
+// Unique_timestamp of their (Provider, Hostname) pair, in order, moving them
+// out of `merged` as the library's reduction does.
+void plain_latest_rows(std::vector<Row>& merged, std::vector<Row>& latest);
 
 }  // namespace vexa::bench
 
