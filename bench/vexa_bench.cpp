@@ -22,6 +22,8 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 #include <datastore/datastore.h>
@@ -197,20 +199,42 @@ std::string workload_database(Options const& options, std::string const& dir) {
     return file;
 }
 
+// The directory of the run's files: the one given, kept, or a fresh
+// temporary one, removed with its contents however the run ends.
+class WorkDirectory {
+  public:
+    explicit WorkDirectory(std::string given) : path_(std::move(given)), temporary_(path_.empty()) {
+        if (temporary_) {
+            std::string pattern = std::filesystem::temp_directory_path() / "vexa-bench-XXXXXX";
+            if (mkdtemp(pattern.data()) == nullptr) {
+                throw std::runtime_error("cannot create a temporary directory");
+            }
+            path_ = pattern;
+        }
+        std::filesystem::create_directories(path_);
+    }
+    ~WorkDirectory() {
+        if (temporary_) {
+            std::error_code ignored;
+            std::filesystem::remove_all(path_, ignored);
+        }
+    }
+    WorkDirectory(WorkDirectory const&) = delete;
+    WorkDirectory& operator=(WorkDirectory const&) = delete;
+
+    std::string const& path() const { return path_; }
+
+  private:
+    std::string path_;
+    bool temporary_;
+};
+
 int run(Options const& options) {
     if (!options.peak_child.empty()) {
         return run_peak_child(options);
     }
-    std::string dir = options.dir;
-    bool const temporary = dir.empty();
-    if (temporary) {
-        std::string pattern = (std::filesystem::temp_directory_path() / "vexa-bench-XXXXXX");
-        if (mkdtemp(pattern.data()) == nullptr) {
-            throw std::runtime_error("cannot create a temporary directory");
-        }
-        dir = pattern;
-    }
-    std::filesystem::create_directories(dir);
+    WorkDirectory const work(options.dir);
+    std::string const& dir = work.path();
 
     Comparisons const comparisons{options.shape,
                                   options.repetitions,
@@ -241,9 +265,6 @@ int run(Options const& options) {
     int const misses = print_table(std::cout, figures);
     std::cout << (misses == 0 ? "all targets met\n"
                               : std::to_string(misses) + " target(s) missed\n");
-    if (temporary) {
-        std::filesystem::remove_all(dir);
-    }
     return 0;
 }
 
