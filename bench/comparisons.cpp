@@ -1,6 +1,7 @@
 #include "comparisons.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 
 #include <datastore/datastore.h>
@@ -106,6 +107,19 @@ double library_latest(SoleDatastore& datastore, std::vector<std::string> const& 
     return seconds;
 }
 
+// The row ids of the latest rows of `providers` in `datastore`, sorted.
+std::vector<std::int32_t> latest_rowids(SoleDatastore& datastore,
+                                        std::vector<std::string> const& providers) {
+    std::vector<Row> rows;
+    datastore.with([&] { datastore::get_latest_rows_provider_hosts_data(providers, rows, {}); });
+    std::vector<std::int32_t> ids;
+    for (Row const& row : rows) {
+        ids.push_back(row.rowid);
+    }
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
 }  // namespace
 
 void read_plain(std::string const& file, std::vector<std::string> const& providers,
@@ -157,6 +171,8 @@ std::vector<Figure> Comparisons::reads() const {
         double const target = count == 1 ? 5.0 : count == 5 ? 2.5 : 2.0;
         std::vector<std::string> const providers = provider_names(count);
         std::size_t const expected = pairs_per_provider * static_cast<std::size_t>(count);
+        require(latest_rowids(indexed, providers) == latest_rowids(unindexed, providers),
+                "the latest rows differ with and without the index");
         PairedSamples const samples = measure_paired(
             repetitions, [&] { return library_latest(indexed, providers, expected); },
             [&] { return library_latest(unindexed, providers, expected); });
