@@ -13,6 +13,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <datastore/datastore.h>
@@ -46,9 +47,11 @@ struct Outcome {
 };
 
 // Runs the tool with `args`, `input` on its standard input and the caller's
-// environment changed by `env` (an empty value removes the variable).
+// environment changed by `env` (an empty value removes the variable). Its
+// standard error goes to `stderr_fd` when that is given, and is then not
+// part of the outcome.
 Outcome spawn_tool(std::vector<std::string> const& args, std::string const& input,
-                   std::map<std::string, std::string> const& env) {
+                   std::map<std::string, std::string> const& env, int stderr_fd = -1) {
     TempDir io;
     write_file(io.file("in"), input);
     posix_spawn_file_actions_t actions;
@@ -56,8 +59,12 @@ Outcome spawn_tool(std::vector<std::string> const& args, std::string const& inpu
     posix_spawn_file_actions_addopen(&actions, 0, io.file("in").c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, io.file("out").c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, 2, io.file("err").c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (stderr_fd >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, stderr_fd, 2);
+    } else {
+        posix_spawn_file_actions_addopen(&actions, 2, io.file("err").c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
 
     std::vector<std::string> arguments{kTool};
     arguments.insert(arguments.end(), args.begin(), args.end());
@@ -96,7 +103,7 @@ Outcome spawn_tool(std::vector<std::string> const& args, std::string const& inpu
     waitpid(pid, &status, 0);
     outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     outcome.out = read_file(io.file("out"));
-    outcome.err = read_file(io.file("err"));
+    outcome.err = stderr_fd >= 0 ? "" : read_file(io.file("err"));
     return outcome;
 }
 
@@ -110,7 +117,7 @@ std::string readable_utc(std::int64_t seconds) {
 }
 
 // Every test has its own HOME, so the default datastore is a fresh file.
-class ToolTest : public ::testing::Test {
+class ToolInScratchHome : public ::testing::Test {
   protected:
     void SetUp() override {
         if (kTool == nullptr) {
@@ -120,12 +127,12 @@ class ToolTest : public ::testing::Test {
     }
 
     Outcome run(std::vector<std::string> const& args, std::string const& input = "",
-                std::map<std::string, std::string> env = {}) {
+                std::map<std::string, std::string> env = {}, int stderr_fd = -1) {
         env.emplace("HOME", home_);
         env.emplace("TZ", "UTC");
         env.emplace("COLUMNS", "200");
         env.emplace("USER", "tester");
-        return spawn_tool(args, input, env);
+        return spawn_tool(args, input, env, stderr_fd);
     }
 
     // Runs the tool expecting success and nothing on standard error.
@@ -218,10 +225,10 @@ json const kNode002 =
 json const kLatestNode001 = known_row(3, "node001", 1, 1700000600, 0.75, "load average: 99.00",
                                       "load too high", 1700000600000000);
 
-class KnownRowsTest : public ToolTest {
+class ToolWithKnownRows : public ToolInScratchHome {
   protected:
     void SetUp() override {
-        ToolTest::SetUp();
+        ToolInScratchHome::SetUp();
         if (!IsSkipped()) {
             EXPECT_EQ("stored 4 records in vexa_default (" + default_description() + ")\n",
                       output_of({"insert", "-"}, kKnownRecords));
@@ -231,13 +238,13 @@ class KnownRowsTest : public ToolTest {
 
 // --- usage -------------------------------------------------------------------
 
-TEST_F(ToolTest, VersionPrintsTheReleaseVersion) {
+TEST_F(ToolInScratchHome, VersionPrintsTheReleaseVersion) {
     Outcome outcome = run({"--version"});
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ("vexa-datastore 2021.4.0\n", outcome.out);
 }
 
-TEST_F(ToolTest, EveryCommandHasHelpWithAnExample) {
+TEST_F(ToolInScratchHome, EveryCommandHasHelpWithAnExample) {
     for (std::string command : {"demo", "summary", "latest", "select", "hosts", "sql", "insert",
                                 "datastores", "load-sql"}) {
         Outcome outcome = run({command, "--help"});
@@ -250,7 +257,7 @@ TEST_F(ToolTest, EveryCommandHasHelpWithAnExample) {
     EXPECT_NE(std::string::npos, outcome.out.find("Example:\n  vexa-datastore demo"));
 }
 
-TEST_F(ToolTest, UsageErrorsExitWithStatusTwoAndOneLine) {
+TEST_F(ToolInScratchHome, UsageErrorsExitWithStatusTwoAndOneLine) {
     struct Case {
         std::vector<std::string> args;
         std::string message;
@@ -277,13 +284,13 @@ TEST_F(ToolTest, UsageErrorsExitWithStatusTwoAndOneLine) {
     EXPECT_FALSE(exists(default_database())) << "a usage error must not create the datastore";
 }
 
-TEST_F(ToolTest, GlobalOptionsMayFollowTheCommand) {
+TEST_F(ToolInScratchHome, GlobalOptionsMayFollowTheCommand) {
     EXPECT_EQ("[]\n", output_of({"latest", "-p", "cpu_load", "--format", "json"}));
 }
 
 // --- demo and summary ----------------------------------------------------------
 
-TEST_F(ToolTest, DemoWithDefaultsFillsTheDefaultDatastoreWithinSeconds) {
+TEST_F(ToolInScratchHome, DemoWithDefaultsFillsTheDefaultDatastoreWithinSeconds) {
     auto start = std::chrono::steady_clock::now();
     Outcome outcome = run({"demo"});
     auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -309,7 +316,35 @@ TEST_F(ToolTest, DemoWithDefaultsFillsTheDefaultDatastoreWithinSeconds) {
         providers);
 }
 
-TEST_F(ToolTest, SummaryAgreesWithTheRowsDemoWrote) {
+TEST_F(ToolInScratchHome, ProgressIsShownOnlyOnATerminal) {
+    int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    ASSERT_EQ(0, grantpt(terminal));
+    ASSERT_EQ(0, unlockpt(terminal));
+    int side = open(ptsname(terminal), O_RDWR | O_NOCTTY);
+    ASSERT_GE(side, 0);
+    // Read while the demo runs, so a full terminal buffer never stalls it.
+    std::string shown;
+    std::thread reader([&] {
+        char buffer[4096];
+        ssize_t n;
+        while ((n = read(terminal, buffer, sizeof buffer)) > 0) {
+            shown.append(buffer, static_cast<std::size_t>(n));
+        }
+    });
+    // Large enough to take well over the second after which progress shows.
+    Outcome outcome = run({"demo", "--hosts", "999", "--runs", "6"}, "", {}, side);
+    close(side);  // the reader sees the end once no process holds the terminal
+    reader.join();
+    close(terminal);
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ(0u, outcome.out.find("stored 53946 records")) << "standard output stays clean";
+    EXPECT_NE(std::string::npos, shown.find("\rstoring demo results: ")) << shown;
+    EXPECT_NE(std::string::npos, shown.find("/53946 (")) << shown;
+    EXPECT_EQ("\r\033[K", shown.substr(shown.size() - 4)) << "the line is erased at the end";
+}
+
+TEST_F(ToolInScratchHome, SummaryAgreesWithTheRowsDemoWrote) {
     output_of({"demo", "--hosts", "5", "--providers", "4", "--runs", "3"});
     json rows = json_of({"sql", "SELECT * FROM vexa_1"});
     ASSERT_EQ(60u, rows.size());
@@ -355,7 +390,7 @@ TEST_F(ToolTest, SummaryAgreesWithTheRowsDemoWrote) {
     EXPECT_GE(failures, 1);
 }
 
-TEST_F(ToolTest, DemoWritesRealisticIncreasingUniqueRecords) {
+TEST_F(ToolInScratchHome, DemoWritesRealisticIncreasingUniqueRecords) {
     output_of({"demo", "--hosts", "6", "--runs", "2"});
     output_of({"demo", "--hosts", "6", "--runs", "2"});
     json rows = json_of({"sql", "SELECT * FROM vexa_1 ORDER BY rowid"});
@@ -390,7 +425,7 @@ TEST_F(ToolTest, DemoWritesRealisticIncreasingUniqueRecords) {
     EXPECT_LT(failed, static_cast<int>(rows.size()) / 5) << "a few failures, not many";
 }
 
-TEST_F(ToolTest, SummaryOfNamedProvidersAndHosts) {
+TEST_F(ToolInScratchHome, SummaryOfNamedProvidersAndHosts) {
     output_of({"demo", "--hosts", "4", "--runs", "3"});
     json summary = json_of({"summary", "-p", "disk_usage,no_such_provider", "-H", "node003"});
     ASSERT_EQ(2u, summary.size());
@@ -406,26 +441,26 @@ TEST_F(ToolTest, SummaryOfNamedProvidersAndHosts) {
               summary[1]);
 }
 
-TEST_F(ToolTest, SummaryOfAnEmptyDatastoreSaysSo) {
+TEST_F(ToolInScratchHome, SummaryOfAnEmptyDatastoreSaysSo) {
     EXPECT_EQ("(no rows)\n", output_of({"summary"}));
     EXPECT_EQ("[]\n", output_of({"summary", "--format", "json"}));
 }
 
 // --- reading known rows --------------------------------------------------------
 
-TEST_F(KnownRowsTest, LatestGivesTheNewestRowPerHost) {
+TEST_F(ToolWithKnownRows, LatestGivesTheNewestRowPerHost) {
     EXPECT_EQ(json({kLatestNode001, kNode002}), json_of({"latest", "-p", "cpu_load"}));
     EXPECT_EQ(json({kLatestNode001}), json_of({"latest", "-p", "cpu_load", "-H", "node001"}));
 }
 
-TEST_F(KnownRowsTest, SelectGivesEveryRowUnderTheCondition) {
+TEST_F(ToolWithKnownRows, SelectGivesEveryRowUnderTheCondition) {
     EXPECT_EQ(json({kFirstNode001, kNode002, kLatestNode001}),
               json_of({"select", "-p", "cpu_load"}));
     EXPECT_EQ(json({kLatestNode001}),
               json_of({"select", "-p", "cpu_load", "-w", "Exit_status != 0"}));
 }
 
-TEST_F(KnownRowsTest, HostsGivesTheHostRecords) {
+TEST_F(ToolWithKnownRows, HostsGivesTheHostRecords) {
     json hosts = json_of({"hosts"});
     ASSERT_EQ(1u, hosts.size());
     EXPECT_EQ("uname", hosts[0]["Provider"]);
@@ -434,14 +469,14 @@ TEST_F(KnownRowsTest, HostsGivesTheHostRecords) {
     EXPECT_EQ("", hosts[0]["Username"]);
 }
 
-TEST_F(KnownRowsTest, SqlRunsTheQueryText) {
+TEST_F(ToolWithKnownRows, SqlRunsTheQueryText) {
     EXPECT_EQ(json({kLatestNode001, kFirstNode001}),
               json_of({"sql",
                        "SELECT * FROM vexa_1 WHERE Hostname = 'node001' AND "
                        "Provider = 'cpu_load' ORDER BY Unique_timestamp DESC"}));
 }
 
-TEST_F(KnownRowsTest, TableShowsTheScannedColumnsWithReadableTimes) {
+TEST_F(ToolWithKnownRows, TableShowsTheScannedColumnsWithReadableTimes) {
     EXPECT_EQ(
         "Provider  Hostname  Exit_status  Timestamp            STDOUT               STDERR\n"
         "--------  --------  -----------  -------------------  -------------------  -------------\n"
@@ -450,7 +485,7 @@ TEST_F(KnownRowsTest, TableShowsTheScannedColumnsWithReadableTimes) {
         output_of({"latest", "-p", "cpu_load"}));
 }
 
-TEST_F(KnownRowsTest, CsvHasEveryColumn) {
+TEST_F(ToolWithKnownRows, CsvHasEveryColumn) {
     EXPECT_EQ(
         "rowid,Provider,Hostname,num_nodes,node_names,Exit_status,Timestamp,Duration,Encoding,"
         "STDOUT,STDERR,OptionID,version,Username,Unique_timestamp,datastore_source\r\n"
@@ -459,7 +494,7 @@ TEST_F(KnownRowsTest, CsvHasEveryColumn) {
         output_of({"--format", "csv", "latest", "-p", "cpu_load", "-H", "node001"}));
 }
 
-TEST_F(KnownRowsTest, JsonOutputCanBeStoredAgain) {
+TEST_F(ToolWithKnownRows, JsonOutputCanBeStoredAgain) {
     json rows = json_of({"select", "-p", "cpu_load,uname"});
     ASSERT_EQ(4u, rows.size());
     std::string lines;
@@ -476,7 +511,7 @@ TEST_F(KnownRowsTest, JsonOutputCanBeStoredAgain) {
     EXPECT_EQ(rows, json::parse(again.out));
 }
 
-TEST_F(KnownRowsTest, NoMatchingRowsIsNotAFailure) {
+TEST_F(ToolWithKnownRows, NoMatchingRowsIsNotAFailure) {
     EXPECT_EQ("(no rows)\n", output_of({"latest", "-p", "memory"}));
     EXPECT_EQ("[]\n", output_of({"--format", "json", "select", "-p", "cpu_load", "-w", "1 = 0"}));
     EXPECT_EQ(
@@ -485,7 +520,7 @@ TEST_F(KnownRowsTest, NoMatchingRowsIsNotAFailure) {
         output_of({"--format", "csv", "sql", "SELECT * FROM vexa_1 WHERE Provider = 'memory'"}));
 }
 
-TEST_F(KnownRowsTest, BadSqlNamesTheDatastoreAndSQLitesReason) {
+TEST_F(ToolWithKnownRows, BadSqlNamesTheDatastoreAndSQLitesReason) {
     struct Case {
         std::vector<std::string> args;
         std::string message;
@@ -506,7 +541,7 @@ TEST_F(KnownRowsTest, BadSqlNamesTheDatastoreAndSQLitesReason) {
     }
 }
 
-TEST_F(KnownRowsTest, VerboseShowsTheLibrarysDiagnostics) {
+TEST_F(ToolWithKnownRows, VerboseShowsTheLibrarysDiagnostics) {
     Outcome outcome = run({"-v", "sql", "SELEC 1"});
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(
@@ -519,7 +554,7 @@ TEST_F(KnownRowsTest, VerboseShowsTheLibrarysDiagnostics) {
 
 // --- output forms ----------------------------------------------------------------
 
-TEST_F(ToolTest, CsvQuotesFieldsAsRfc4180Says) {
+TEST_F(ToolInScratchHome, CsvQuotesFieldsAsRfc4180Says) {
     output_of(
         {"insert"},
         R"({"Provider": "p", "Hostname": "h", "STDOUT": "a,b", "STDERR": "say \"hi\"\nbye", "OptionID": "plain", "Timestamp": 1, "Unique_timestamp": 2})"
@@ -531,7 +566,7 @@ TEST_F(ToolTest, CsvQuotesFieldsAsRfc4180Says) {
         output_of({"--format", "csv", "latest", "-p", "p"}));
 }
 
-TEST_F(ToolTest, TablesFitTheWidthAndShortenLongTexts) {
+TEST_F(ToolInScratchHome, TablesFitTheWidthAndShortenLongTexts) {
     std::string long_text(300, 'x');
     output_of({"insert"},
               R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000000, "STDOUT": ")" +
@@ -560,7 +595,7 @@ TEST_F(ToolTest, TablesFitTheWidthAndShortenLongTexts) {
     EXPECT_EQ("line one\nline two\nline three", whole[0]["STDERR"]);
 }
 
-TEST_F(ToolTest, JsonKeepsBytesThatAreNotUtf8Readable) {
+TEST_F(ToolInScratchHome, JsonKeepsBytesThatAreNotUtf8Readable) {
     make_database("bytes.db",
                   "INSERT INTO provider_datastore (Provider, Hostname, STDOUT, Unique_timestamp) "
                   "VALUES ('p', 'h', CAST(X'61FF62' AS TEXT), 1);");
@@ -573,7 +608,7 @@ TEST_F(ToolTest, JsonKeepsBytesThatAreNotUtf8Readable) {
 
 // --- insert -------------------------------------------------------------------------
 
-TEST_F(ToolTest, InsertReportsBadLinesByNumberAndStoresTheGoodOnes) {
+TEST_F(ToolInScratchHome, InsertReportsBadLinesByNumberAndStoresTheGoodOnes) {
     std::string const records = file("records.jsonl");
     write_file(records, R"({"Provider": "p", "Hostname": "h1"})"
                         "\n"
@@ -618,7 +653,7 @@ TEST_F(ToolTest, InsertReportsBadLinesByNumberAndStoresTheGoodOnes) {
         << "records without a unique time stamp get increasing ones";
 }
 
-TEST_F(ToolTest, InsertFillsNodeCountAndTimesWhenAbsent) {
+TEST_F(ToolInScratchHome, InsertFillsNodeCountAndTimesWhenAbsent) {
     auto before = std::chrono::duration_cast<std::chrono::microseconds>(
                       std::chrono::system_clock::now().time_since_epoch())
                       .count();
@@ -633,7 +668,7 @@ TEST_F(ToolTest, InsertFillsNodeCountAndTimesWhenAbsent) {
     EXPECT_EQ(row["Unique_timestamp"].get<std::int64_t>() / 1000000, row["Timestamp"]);
 }
 
-TEST_F(ToolTest, InsertFromAMissingFileCreatesNothing) {
+TEST_F(ToolInScratchHome, InsertFromAMissingFileCreatesNothing) {
     Outcome outcome = run({"insert", file("missing.jsonl")});
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(
@@ -645,14 +680,14 @@ TEST_F(ToolTest, InsertFromAMissingFileCreatesNothing) {
     EXPECT_EQ("vexa-datastore: cannot read " + dir_.path() + ": it is a directory\n", outcome.err);
 }
 
-TEST_F(ToolTest, InsertIntoAnUnknownDatastoreNamesIt) {
+TEST_F(ToolInScratchHome, InsertIntoAnUnknownDatastoreNamesIt) {
     Outcome outcome = run({"insert", "--datastore", "elsewhere"}, "{}\n");
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("vexa-datastore: unknown datastore \"elsewhere\" (open: \"vexa_default\")\n",
               outcome.err);
 }
 
-TEST_F(ToolTest, InsertIntoAReadOnlyDatastoreStopsAtTheFirstRecord) {
+TEST_F(ToolInScratchHome, InsertIntoAReadOnlyDatastoreStopsAtTheFirstRecord) {
     make_database("ro.db", "");
     std::string config =
         write_config("ro_group.xml", {{"ro", "source=" + file("ro.db") + "|read_only=true"}});
@@ -668,7 +703,7 @@ TEST_F(ToolTest, InsertIntoAReadOnlyDatastoreStopsAtTheFirstRecord) {
         outcome.err);
 }
 
-TEST_F(ToolTest, InsertStoresInTheFirstDatastoreThatAccepts) {
+TEST_F(ToolInScratchHome, InsertStoresInTheFirstDatastoreThatAccepts) {
     make_database("ro.db", "");
     std::string config =
         write_config("two.xml", {{"ro", "source=" + file("ro.db") + "|read_only=true"},
@@ -680,7 +715,7 @@ TEST_F(ToolTest, InsertStoresInTheFirstDatastoreThatAccepts) {
 
 // --- several datastores and configuration ---------------------------------------------
 
-TEST_F(KnownRowsTest, RowsOfSeveralDatastoresAreMergedAndNamed) {
+TEST_F(ToolWithKnownRows, RowsOfSeveralDatastoresAreMergedAndNamed) {
     make_database("extra.db",
                   "INSERT INTO provider_datastore (Provider, Hostname, Exit_status, "
                   "Unique_timestamp) VALUES ('cpu_load', 'node003', 4, 1700000900000000);");
@@ -704,7 +739,7 @@ TEST_F(KnownRowsTest, RowsOfSeveralDatastoresAreMergedAndNamed) {
               summary[0]);
 }
 
-TEST_F(ToolTest, DatastoresListsTheCompletedConfiguration) {
+TEST_F(ToolInScratchHome, DatastoresListsTheCompletedConfiguration) {
     std::string const shipped = std::string(VEXA_BUILD_ROOT) + "/etc/datastore/datastores.xml";
     json listing = json_of({"--config", shipped, "datastores"});
     EXPECT_EQ(json({{{"instance_name", "vexa_default"},
@@ -717,7 +752,7 @@ TEST_F(ToolTest, DatastoresListsTheCompletedConfiguration) {
     EXPECT_EQ(listing, json_of({"datastores"})) << "the embedded default is the shipped one";
 }
 
-TEST_F(ToolTest, DatastoresShowsAnInstanceThatDidNotOpen) {
+TEST_F(ToolInScratchHome, DatastoresShowsAnInstanceThatDidNotOpen) {
     std::string const group = file("no_plugin.xml");
     write_config("unused.xml", {{"lost", "source=" + file("lost.db")}});
     write_file(group,
@@ -742,7 +777,7 @@ TEST_F(ToolTest, DatastoresShowsAnInstanceThatDidNotOpen) {
     EXPECT_EQ("", outcome.out);
 }
 
-TEST_F(ToolTest, ConfigurationFaultsNameTheFile) {
+TEST_F(ToolInScratchHome, ConfigurationFaultsNameTheFile) {
     std::string const broken = file("broken.xml");
     write_file(broken, "<datastores>\n<group>");
     std::string const empty = file("empty.xml");
@@ -782,7 +817,7 @@ TEST_F(ToolTest, ConfigurationFaultsNameTheFile) {
     EXPECT_FALSE(exists(default_database())) << "a faulty configuration never falls back";
 }
 
-TEST_F(ToolTest, AnUnusableDatabasePathNamesTheDatastoreAndThePath) {
+TEST_F(ToolInScratchHome, AnUnusableDatabasePathNamesTheDatastoreAndThePath) {
     std::string const not_a_directory = file("plain_file");
     write_file(not_a_directory, "");
     std::string const database = not_a_directory + "/.vexa/2021.4.0/vexa.db";
@@ -800,7 +835,7 @@ TEST_F(ToolTest, AnUnusableDatabasePathNamesTheDatastoreAndThePath) {
 
 // --- load-sql ---------------------------------------------------------------------------
 
-TEST_F(ToolTest, LoadSqlReportsTheFailingLineAndTheMissingScript) {
+TEST_F(ToolInScratchHome, LoadSqlReportsTheFailingLineAndTheMissingScript) {
     std::string const script = file("bad.sql");
     write_file(script, "CREATE TABLE t (a INTEGER);\nINSERT INTO t VALUES (1,\n");
     Outcome outcome = run({"load-sql", script, file("t.db")});

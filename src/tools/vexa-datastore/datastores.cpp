@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "commands.h"
+#include "name_of.h"
 #include "open_datastores.h"
 #include "output.h"
 
@@ -11,16 +12,6 @@ namespace vexa::tool {
 using datastore::DataStoreConfig;
 
 namespace {
-
-template <class Map, class Value>
-std::string name_of(Map const& names, Value value) {
-    for (auto const& [name, v] : names) {
-        if (v == value) {
-            return name;
-        }
-    }
-    return std::to_string(value);
-}
 
 std::string source_type_names(DataStoreConfig const& config) {
     std::string names;

@@ -27,17 +27,26 @@ CLI::Validator const non_blank(
         return vexa::str::stripws(name).empty() ? std::string("a name must not be blank")
                                                 : std::string();
     },
-    "NAME");
+    "");
 
 Format format_named(std::string const& name) {
     return name == "json" ? Format::json : name == "csv" ? Format::csv : Format::table;
 }
 
 CLI::App* command(CLI::App& app, std::string const& name, std::string const& description,
-                  std::string const& example) {
+                  std::string const& example, std::string const& details = "") {
     auto* sub = app.add_subcommand(name, description);
-    sub->footer("Example:\n  " + example);
+    sub->footer((details.empty() ? "" : details + "\n") + "Example:\n  " + example);
     return sub;
+}
+
+// A repeatable option taking names, also separated by commas.
+void add_names(CLI::App* command, std::string const& flags, std::vector<std::string>& names,
+               std::string const& description) {
+    command->add_option(flags, names, description)
+        ->delimiter(',')
+        ->check(non_blank)
+        ->type_name("NAME");
 }
 
 }  // namespace
@@ -47,6 +56,7 @@ int main(int argc, char** argv) {
                  "vexa-datastore"};
     app.footer(
         "Without --config the datastore is the SQLite file $HOME/.vexa/2021.4.0/vexa.db.\n"
+        "Global options may also follow the command. Every command has --help.\n"
         "Exit status: 0 done, 1 failed (or insert skipped lines), 2 usage error.\n"
         "Example:\n  vexa-datastore demo && vexa-datastore latest -p disk_usage");
     app.fallthrough();  // global options may follow the command
@@ -70,10 +80,10 @@ int main(int argc, char** argv) {
                                  "store a simulated cluster's provider results, then print the "
                                  "summary",
                                  "vexa-datastore demo --hosts 32 --runs 5");
-    demo_command->add_option("--hosts", demo.hosts, "number of hosts")
+    demo_command->add_option("--hosts", demo.hosts, "number of hosts, node001 ...")
         ->check(CLI::Range(1, 999))
         ->capture_default_str();
-    demo_command->add_option("--providers", demo.providers, "number of providers")
+    demo_command->add_option("--providers", demo.providers, "number of providers, uname first")
         ->check(CLI::Range(1, demo.providers))
         ->capture_default_str();
     demo_command->add_option("--runs", demo.runs, "rounds, ten minutes apart")
@@ -86,36 +96,28 @@ int main(int argc, char** argv) {
         command(app, "summary",
                 "per provider, from the latest result of each host: hosts, passed, failed, newest",
                 "vexa-datastore summary --failed -p disk_usage,memory");
-    summary_command->add_option("-p,--provider", summary.providers, "only these providers")
-        ->delimiter(',')
-        ->check(non_blank);
-    summary_command->add_option("-H,--host", summary.hosts, "only these hosts")
-        ->delimiter(',')
-        ->check(non_blank);
+    add_names(summary_command, "-p,--provider", summary.providers, "only these providers");
+    add_names(summary_command, "-H,--host", summary.hosts, "only these hosts");
     summary_command->add_flag("--failed", summary.list_failed, "list the failed hosts");
     summary_command->callback([&] { run = [&] { return run_summary(global, summary); }; });
 
     LatestOptions latest;
     auto* latest_command = command(app, "latest", "the latest result per provider and host",
                                    "vexa-datastore latest -p cpu_load,memory -H node003");
-    latest_command->add_option("-p,--provider", latest.providers, "providers")
-        ->required()
-        ->delimiter(',')
-        ->check(non_blank);
-    latest_command->add_option("-H,--host", latest.hosts, "only these hosts")
-        ->delimiter(',')
-        ->check(non_blank);
+    add_names(latest_command, "-p,--provider", latest.providers, "providers");
+    latest_command->get_option("--provider")->required();
+    add_names(latest_command, "-H,--host", latest.hosts, "only these hosts");
     latest_command->callback([&] { run = [&] { return run_latest(global, latest); }; });
 
     SelectOptions select;
     auto* select_command = command(app, "select", "every stored result of the providers",
                                    "vexa-datastore select -p disk_usage -w \"Exit_status != 0\"");
-    select_command->add_option("-p,--provider", select.providers, "providers")
-        ->required()
-        ->delimiter(',')
-        ->check(non_blank);
-    select_command->add_option("-w,--where", select.condition,
-                               "an SQL condition on the columns, e.g. \"Hostname = 'node001'\"");
+    add_names(select_command, "-p,--provider", select.providers, "providers");
+    select_command->get_option("--provider")->required();
+    select_command
+        ->add_option("-w,--where", select.condition,
+                     "an SQL condition on the columns, e.g. \"Hostname = 'node001'\"")
+        ->type_name("CONDITION");
     select_command->callback([&] { run = [&] { return run_select(global, select); }; });
 
     auto* hosts_command = command(app, "hosts", "the latest host record (uname) of every host",
@@ -126,17 +128,21 @@ int main(int argc, char** argv) {
     auto* sql_command =
         command(app, "sql", "run an SQL query over the view vexa_1 of every datastore",
                 "vexa-datastore sql \"SELECT * FROM vexa_1 WHERE Exit_status != 0\"");
-    sql_command->add_option("query", query, "the query")->required();
+    sql_command->add_option("query", query, "the query")->required()->type_name("QUERY");
     sql_command->callback([&] { run = [&] { return run_sql(global, query); }; });
 
     InsertOptions insert;
-    auto* insert_command =
-        command(app, "insert",
-                "store JSON Lines records: one object per line, keys named like the columns, "
-                "\"Provider\" and \"Hostname\" required",
-                "echo '{\"Provider\": \"cpu_load\", \"Hostname\": \"node001\", \"Exit_status\": 0, "
-                "\"STDOUT\": \"load average: 0.52\"}' | vexa-datastore insert -");
+    auto* insert_command = command(
+        app, "insert", "store provider results given as JSON Lines",
+        "echo '{\"Provider\": \"cpu_load\", \"Hostname\": \"node001\", \"Exit_status\": 0, "
+        "\"STDOUT\": \"load average: 0.52\"}' | vexa-datastore insert -",
+        "Each line is one JSON object, its keys named like the columns: Provider and Hostname\n"
+        "(required), num_nodes, node_names (an array), Exit_status, Timestamp (seconds),\n"
+        "Duration, Encoding (none, base64 or raw), STDOUT, STDERR, OptionID, version,\n"
+        "Username, Unique_timestamp (microseconds; both times default to now). A bad line\n"
+        "is reported with its number and skipped, and the exit status is then 1.\n");
     insert_command->add_option("file", insert.file, "JSON Lines file, - for standard input")
+        ->type_name("FILE")
         ->capture_default_str();
     insert_command
         ->add_option("--datastore", insert.datastore,
@@ -154,8 +160,10 @@ int main(int argc, char** argv) {
     auto* load_command =
         command(app, "load-sql", "build an SQLite database from a script, one statement a line",
                 "vexa-datastore load-sql schema.sql /tmp/test.db");
-    load_command->add_option("script", script, "SQL script")->required();
-    load_command->add_option("database", database, "SQLite database file")->required();
+    load_command->add_option("script", script, "SQL script")->required()->type_name("FILE");
+    load_command->add_option("database", database, "SQLite database file, created if missing")
+        ->required()
+        ->type_name("FILE");
     load_command->callback([&] { run = [&] { return run_load_sql(script, database); }; });
 
     try {

@@ -1,5 +1,6 @@
 #include "rows.h"
 
+#include "name_of.h"
 #include "time_text.h"
 
 namespace vexa::tool {
@@ -8,19 +9,10 @@ using datastore::Row;
 
 namespace {
 
-std::string encoding_name(provider::encoding encoding) {
-    for (auto const& [name, value] : datastore::encoding_map) {
-        if (value == encoding) {
-            return name;
-        }
-    }
-    return std::to_string(encoding);
-}
-
 std::vector<Cell> every_member(Row const& row) {
     return {row.rowid,           row.Provider,   row.Hostname,
             row.num_nodes,       row.node_names, row.Exit_status,
-            row.Timestamp,       row.Duration,   encoding_name(row.Encoding),
+            row.Timestamp,       row.Duration,   name_of(datastore::encoding_map, row.Encoding),
             row.STDOUT,          row.STDERR,     row.OptionID,
             row.version,         row.Username,   row.Unique_timestamp,
             row.datastore_source};
