@@ -692,7 +692,7 @@ TEST_F(ToolInScratchHome, InsertIntoAnUnknownDatastoreNamesIt) {
               outcome.err);
 }
 
-TEST_F(ToolInScratchHome, InsertIntoAReadOnlyDatastoreStopsAtTheFirstRecord) {
+TEST_F(ToolInScratchHome, AReadOnlyDatastoreStopsInsertAndDemoAtTheFirstRecord) {
     make_database("ro.db", "");
     std::string config =
         write_config("ro_group.xml", {{"ro", "source=" + file("ro.db") + "|read_only=true"}});
@@ -706,6 +706,11 @@ TEST_F(ToolInScratchHome, InsertIntoAReadOnlyDatastoreStopsAtTheFirstRecord) {
         "vexa-datastore: standard input line 1: no datastore stored the record (tried \"ro\"; "
         "read-only?)\n",
         outcome.err);
+    outcome = run({"--config", config, "demo"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("", outcome.out);
+    EXPECT_EQ("vexa-datastore: no datastore stored the demo results (tried \"ro\"; read-only?)\n",
+              outcome.err);
 }
 
 TEST_F(ToolInScratchHome, InsertStoresInTheFirstDatastoreThatAccepts) {
