@@ -29,12 +29,6 @@ Database open_connection(std::string const& path, int flags) {
         fail(db);
     }
     sqlite3_busy_timeout(db, busy_timeout_ms);
-    // The latest-row query visits the rows of one provider after another,
-    // and neighbouring providers' rows share table pages: a 32 MB page cache
-    // (instead of 2 MB) holds one provider's pages until the next one needs
-    // them, so each page is read from the file about once instead of up to
-    // eight times. The cache only grows as pages are read.
-    execute(db, "PRAGMA cache_size=-32768;");
     return owned;
 }
 
