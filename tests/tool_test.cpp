@@ -71,11 +71,6 @@ Outcome spawn_tool(std::vector<std::string> const& args, std::string const& inpu
     std::vector<std::string> variables;
     for (char** entry = environ; *entry != nullptr; ++entry) {
         std::string variable = *entry;
-        // Under the sanitizers, the statistics of suppressed leaks (the
-        // configuration documents the library keeps) would end standard error.
-        if (variable.rfind("LSAN_OPTIONS=", 0) == 0) {
-            variable += ":print_suppressions=0";
-        }
         if (env.count(variable.substr(0, variable.find('='))) == 0) {
             variables.push_back(variable);
         }

@@ -27,4 +27,4 @@ add_test(NAME install_layout_and_consumer
     -P "${CMAKE_CURRENT_LIST_DIR}/check_install.cmake")
 set_tests_properties(install_layout_and_consumer PROPERTIES
   TIMEOUT 600
-  ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/../lsan.supp")
+  ENVIRONMENT "${VEXA_TEST_ENVIRONMENT}")

@@ -46,6 +46,6 @@ if(TARGET vexa-datastore AND TARGET tool_test)
               -DPREFIX=${CMAKE_CURRENT_BINARY_DIR}/tool-install-prefix
               -P "${CMAKE_CURRENT_LIST_FILE}")
     set_tests_properties(tool_demo_from_install_prefix PROPERTIES
-      ENVIRONMENT "LSAN_OPTIONS=suppressions=${CMAKE_CURRENT_SOURCE_DIR}/lsan.supp")
+      ENVIRONMENT "${VEXA_TEST_ENVIRONMENT}")
   endif()
 endif()
