@@ -48,24 +48,8 @@ void require_workload_rows(WorkloadShape const& shape, std::vector<Row> const& r
     for (Row const& row : rows) {
         require(row.rowid >= 1 && static_cast<std::size_t>(row.rowid) <= shape.rows(),
                 "row id out of the workload's range");
-        InsertRequest const w = workload_row(shape, static_cast<std::size_t>(row.rowid) - 1);
-        Row expected;
-        expected.rowid = row.rowid;
-        expected.Provider = w.header.Provider;
-        expected.Hostname = w.header.Hostname;
-        expected.num_nodes = w.header.num_nodes;
-        expected.node_names = w.header.node_names;
-        expected.Exit_status = w.header.Exit_status;
-        expected.Timestamp = w.header.Timestamp;
-        expected.Duration = w.header.Duration;
-        expected.Encoding = w.header.Encoding;
-        expected.STDOUT = w.stdout_text;
-        expected.STDERR = w.stderr_text;
-        expected.OptionID = w.option_id;
-        expected.version = w.header.version;
-        expected.Username = w.header.Username;
-        expected.Unique_timestamp = w.header.Unique_timestamp;
-        expected.datastore_source = source;
+        Row const expected =
+            workload_as_row(shape, static_cast<std::size_t>(row.rowid) - 1, source);
         require(same_row(row, expected),
                 "row " + std::to_string(row.rowid) + " did not round-trip through the plug-in");
     }

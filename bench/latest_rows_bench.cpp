@@ -28,23 +28,7 @@ std::vector<Row> merged_rows(std::size_t count) {
     shape.runs = options;
     std::vector<Row> rows;
     for (std::size_t i = 0; i < shape.rows(); ++i) {
-        vexa::datastore::InsertRequest const w = vexa::bench::workload_row(shape, i);
-        Row row;
-        row.rowid = static_cast<std::int32_t>(i + 1);
-        row.Provider = w.header.Provider;
-        row.Hostname = w.header.Hostname;
-        row.num_nodes = w.header.num_nodes;
-        row.node_names = w.header.node_names;
-        row.Timestamp = w.header.Timestamp;
-        row.Duration = w.header.Duration;
-        row.STDOUT = w.stdout_text;
-        row.STDERR = w.stderr_text;
-        row.OptionID = w.option_id;
-        row.version = w.header.version;
-        row.Username = w.header.Username;
-        row.Unique_timestamp = w.header.Unique_timestamp;
-        row.datastore_source = "bench";
-        rows.push_back(std::move(row));
+        rows.push_back(vexa::bench::workload_as_row(shape, i, "bench"));
     }
     return rows;
 }

@@ -77,6 +77,28 @@ InsertRequest workload_row(WorkloadShape const& shape, std::size_t index) {
     return request;
 }
 
+Row workload_as_row(WorkloadShape const& shape, std::size_t index, std::string const& source) {
+    InsertRequest const w = workload_row(shape, index);
+    Row row;
+    row.rowid = static_cast<std::int32_t>(index + 1);
+    row.Provider = w.header.Provider;
+    row.Hostname = w.header.Hostname;
+    row.num_nodes = w.header.num_nodes;
+    row.node_names = w.header.node_names;
+    row.Exit_status = w.header.Exit_status;
+    row.Timestamp = w.header.Timestamp;
+    row.Duration = w.header.Duration;
+    row.Encoding = w.header.Encoding;
+    row.STDOUT = w.stdout_text;
+    row.STDERR = w.stderr_text;
+    row.OptionID = w.option_id;
+    row.version = w.header.version;
+    row.Username = w.header.Username;
+    row.Unique_timestamp = w.header.Unique_timestamp;
+    row.datastore_source = source;
+    return row;
+}
+
 void write_workload(WorkloadShape const& shape, std::string const& db_file) {
     PlainDatabase db(db_file, false);
     db.exec("BEGIN");

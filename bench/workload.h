@@ -40,6 +40,10 @@ std::vector<std::string> provider_names(int count);
 // of low digits so that a lossy round trip would show.
 InsertRequest workload_row(WorkloadShape const& shape, std::size_t index);
 
+// Row number `index` as the library reads it back: row id index + 1 and
+// `source` as its datastore_source.
+Row workload_as_row(WorkloadShape const& shape, std::size_t index, std::string const& source);
+
 // Writes the whole workload into `db_file`, whose provider table (the
 // plug-in's schema) must exist, in one transaction over a plain SQLite
 // connection. Throws std::runtime_error with SQLite's text on failure.
