@@ -9,6 +9,7 @@
 #include <vector>
 
 #include <datastore/export.h>
+#include <datastore/vocabulary.h>
 #include <provider/header.h>
 
 namespace vexa::datastore {
@@ -36,14 +37,12 @@ struct Row {
     std::string datastore_source;
 };
 
-// SQL-level details of a read request.
-struct VEXA_DATASTORE_EXPORT SQLParameters {
-    // Both texts empty, `fields` a copy of column_index_map.
-    SQLParameters();
-
-    std::string filter;                 // extra condition of a provider selection
-    std::string query;                  // a complete query text
-    std::map<std::string, int> fields;  // column name to Row member index
+// SQL-level details of a read request. A fresh one has both texts empty and
+// `fields` a copy of the default column map.
+struct SQLParameters {
+    std::string filter;  // extra condition of a provider selection
+    std::string query;   // a complete query text
+    std::map<std::string, int> fields = column_index_map;  // column name to Row member index
 };
 
 // Input of the read operations sent to every datastore. `sql` is not owned:

@@ -1,10 +1,6 @@
 #include <datastore/records.h>
 
-#include <datastore/vocabulary.h>
-
 namespace vexa::datastore {
-
-SQLParameters::SQLParameters() : fields(column_index_map) {}
 
 const std::int32_t default_backend = 0;
 const std::int32_t max_provider_size = 64;
