@@ -25,22 +25,12 @@ using vexa::datastore::DataStoreController;
 using vexa::datastore::DataStoreExtension;
 using vexa::datastore::DataStoreInstance;
 using vexa::test::plugin_config;
+using vexa::test::runtime_error_of;
 using vexa::test::SteeredProbe;
 using Results = std::vector<std::pair<std::string, int>>;
 
 std::string const kSteered = VEXA_PLUGIN_STEERED_PLUGIN;
 
-// The message of the std::runtime_error that `call` throws.
-template <typename Call>
-std::string runtime_error_of(Call call) {
-    try {
-        call();
-    } catch (std::runtime_error const& error) {
-        return error.what();
-    }
-    ADD_FAILURE() << "no std::runtime_error was thrown";
-    return "";
-}
 
 TEST(ControllerSingleton, RepeatedCallsLockToTheSameController) {
     std::weak_ptr<DataStoreController> first = DataStoreController::createDataStoreController();

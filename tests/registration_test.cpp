@@ -26,21 +26,11 @@ using vexa::datastore::DataStoreExtension;
 using vexa::datastore::DataStoreInstance;
 using vexa::datastore::DataStoreParseUtility;
 using vexa::test::plugin_config;
+using vexa::test::runtime_error_of;
 using vexa::test::SteeredProbe;
 
 std::string const kSteered = VEXA_PLUGIN_STEERED_PLUGIN;
 
-// The message of the std::runtime_error that `call` throws.
-template <typename Call>
-std::string runtime_error_of(Call call) {
-    try {
-        call();
-    } catch (std::runtime_error const& error) {
-        return error.what();
-    }
-    ADD_FAILURE() << "no std::runtime_error was thrown";
-    return "";
-}
 
 std::vector<std::string> registered_names() {
     std::vector<std::string> names;

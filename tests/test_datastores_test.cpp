@@ -46,16 +46,7 @@ std::vector<std::string> column_of(std::string const& db_file, std::string const
     return values;
 }
 
-// The message of the std::runtime_error that `call` throws, or "" without one.
-template <typename Call>
-std::string runtime_error_of(Call call) {
-    try {
-        call();
-    } catch (std::runtime_error const& error) {
-        return error.what();
-    }
-    return "";
-}
+using vexa::test::runtime_error_of;
 
 using Strings = std::vector<std::string>;
 

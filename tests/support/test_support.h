@@ -3,7 +3,10 @@
 #define VEXA_TESTS_SUPPORT_TEST_SUPPORT_H_
 
 #include <optional>
+#include <stdexcept>
 #include <string>
+
+#include <gtest/gtest.h>
 
 namespace vexa::test {
 
@@ -78,6 +81,19 @@ public:
 private:
     std::string saved_;
 };
+
+// The message of the std::runtime_error that `call` throws; a test failure
+// and "" when it throws none.
+template <typename Call>
+std::string runtime_error_of(Call call) {
+    try {
+        call();
+    } catch (std::runtime_error const& error) {
+        return error.what();
+    }
+    ADD_FAILURE() << "no std::runtime_error was thrown";
+    return "";
+}
 
 // Writes `content` to `path`, replacing it. Throws std::runtime_error on failure.
 void write_file(std::string const& path, std::string const& content);

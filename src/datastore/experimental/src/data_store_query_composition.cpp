@@ -16,15 +16,22 @@ constexpr char kProviderColumn[] = "Provider";
 constexpr char kHostnameColumn[] = "Hostname";
 constexpr char kGroupByRunKey[] = "GROUP BY OptionID, Hostname, Provider;";
 
-// The where condition shared by both latest-rows queries: the providers are
-// required, the host filter is left out when `hosts` is empty.
-bool latest_rows_condition(std::vector<std::string> providers, std::vector<std::string> hosts,
-                           std::string& condition) {
-    if (!interface::generate_where_clause(std::move(providers), kProviderColumn, condition)) {
+// The two latest-rows reads: nothing without readiness, `out` cleared, the
+// providers required and the host filter left out when `hosts` is empty,
+// then `head` + condition + `tail` handed to select().
+bool select_latest(interface& extension, std::vector<std::string> providers,
+                   std::vector<std::string> hosts, std::vector<Row>& out, std::string const& head,
+                   std::string const& tail) {
+    if (!extension.is_ready()) {
         return false;
     }
-    interface::generate_where_clause(std::move(hosts), kHostnameColumn, condition);
-    return true;
+    out.clear();
+    std::string where;
+    if (!interface::generate_where_clause(std::move(providers), kProviderColumn, where)) {
+        return false;
+    }
+    interface::generate_where_clause(std::move(hosts), kHostnameColumn, where);
+    return extension.select(head + where + tail, out, column_index_map);
 }
 
 }  // namespace
@@ -63,36 +70,20 @@ bool interface::select_provider(std::vector<std::string> providers, std::vector<
 
 bool interface::get_latest_rows_provider(std::vector<std::string> providers, std::vector<Row>& out,
                                          std::vector<std::string> hosts) {
-    if (!is_ready()) {
-        return false;
-    }
-    out.clear();
-    std::string where;
-    if (!latest_rows_condition(std::move(providers), std::move(hosts), where)) {
-        return false;
-    }
     // The where clause ends in ")", so "GROUP BY" follows it without a blank.
-    return select(
-        "SELECT *, MAX(unique_timestamp) FROM " + table_view + " WHERE" + where + kGroupByRunKey,
-        out, column_index_map);
+    return select_latest(*this, std::move(providers), std::move(hosts), out,
+                         "SELECT *, MAX(unique_timestamp) FROM " + table_view + " WHERE",
+                         kGroupByRunKey);
 }
 
 bool interface::get_latest_collect_rows(std::vector<std::string> providers, std::vector<Row>& out,
                                         std::vector<std::string> hosts) {
-    if (!is_ready()) {
-        return false;
-    }
-    out.clear();
-    std::string where;
-    if (!latest_rows_condition(std::move(providers), std::move(hosts), where)) {
-        return false;
-    }
     // As above, "AND" follows the closing parenthesis without a blank; the
     // comparison spells "Unique_timestamp", the sub-query "unique_timestamp".
-    return select("SELECT * FROM " + table_view + " WHERE" + where +
-                      "AND Unique_timestamp = (SELECT MAX(unique_timestamp) FROM " + table_view +
-                      ") " + kGroupByRunKey,
-                  out, column_index_map);
+    return select_latest(*this, std::move(providers), std::move(hosts), out,
+                         "SELECT * FROM " + table_view + " WHERE",
+                         "AND Unique_timestamp = (SELECT MAX(unique_timestamp) FROM " + table_view +
+                             ") " + kGroupByRunKey);
 }
 
 }  // namespace vexa::datastore
