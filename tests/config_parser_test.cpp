@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -234,6 +235,9 @@ struct WalkFault {
     std::string faulty_entry;
     std::string logged;
 };
+
+// Keeps the test listing readable: the case's name instead of its bytes.
+void PrintTo(WalkFault const& fault, std::ostream* out) { *out << fault.name; }
 
 class WalkFaultTest : public ConfigParserTest,
                       public ::testing::WithParamInterface<WalkFault> {};
