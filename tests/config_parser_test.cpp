@@ -91,12 +91,7 @@ protected:
 
     // The message of the std::runtime_error that parsing `text` throws.
     std::string parse_error(std::string const& text) const {
-        try {
-            parse_group(text);
-        } catch (std::runtime_error const& error) {
-            return error.what();
-        }
-        return "<no exception>";
+        return vexa::test::runtime_error_of([&] { parse_group(text); });
     }
 
     vexa::test::TempDir install_;

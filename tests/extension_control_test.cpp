@@ -268,18 +268,12 @@ TEST(ControlInsert, DefaultInsertIsUnsupported) {
 TEST(DefaultOperations, InsertAndSelectThrowUnsupportedOperation) {
     BareExtension extension;
     std::vector<Row> rows;
-    try {
-        extension.insert(vexa::provider::header{}, "opt", "out", "err");
-        ADD_FAILURE() << "insert did not throw";
-    } catch (std::runtime_error const& error) {
-        EXPECT_EQ(std::string("unsupported operation"), error.what());
-    }
-    try {
-        extension.select("SELECT 1", rows, vexa::datastore::column_index_map);
-        ADD_FAILURE() << "select did not throw";
-    } catch (std::runtime_error const& error) {
-        EXPECT_EQ(std::string("unsupported operation"), error.what());
-    }
+    EXPECT_EQ("unsupported operation", vexa::test::runtime_error_of([&] {
+                  extension.insert(vexa::provider::header{}, "opt", "out", "err");
+              }));
+    EXPECT_EQ("unsupported operation", vexa::test::runtime_error_of([&] {
+                  extension.select("SELECT 1", rows, vexa::datastore::column_index_map);
+              }));
 }
 
 TEST(DefaultOperations, ExtensionWithoutSelectAnswersEveryReadOpcodeWithFiveHundredTwelve) {

@@ -7,6 +7,7 @@
 #include <datastore/datastore.h>
 
 #include "recording_extension.h"
+#include "test_support.h"
 
 namespace {
 
@@ -17,16 +18,7 @@ using vexa::test::row_of;
 
 using Strings = std::vector<std::string>;
 
-// The text of the std::runtime_error that `call` throws, or "" if none.
-template <typename Call>
-std::string runtime_error_text(Call call) {
-    try {
-        call();
-    } catch (std::runtime_error const& error) {
-        return error.what();
-    }
-    return "";
-}
+using vexa::test::runtime_error_of;
 
 // --- generate_where_clause ---
 
@@ -66,11 +58,11 @@ TEST(GenerateWhereClause, EmptyColumnReturnsFalseAndLeavesWhereAsItWas) {
 
 TEST(GenerateWhereClause, BlankValueThrowsNamingTheColumnAndLeavesWhereAsItWas) {
     std::string where = "x";
-    EXPECT_EQ("Invalid parameters to where query for Provider", runtime_error_text([&] {
+    EXPECT_EQ("Invalid parameters to where query for Provider", runtime_error_of([&] {
                   interface::generate_where_clause({"p1", " \t\n"}, "Provider", where);
               }));
     EXPECT_EQ("x", where);
-    EXPECT_EQ("Invalid parameters to where query for Hostname", runtime_error_text([&] {
+    EXPECT_EQ("Invalid parameters to where query for Hostname", runtime_error_of([&] {
                   interface::generate_where_clause({""}, "Hostname", where);
               }));
     EXPECT_EQ("x", where);
@@ -142,7 +134,7 @@ TEST(SelectProvider, BlankProviderNameThrows) {
     RecordingExtension extension;
     std::vector<Row> out;
     EXPECT_EQ("Invalid parameters to where query for Provider",
-              runtime_error_text([&] { extension.select_provider({"   "}, out, ""); }));
+              runtime_error_of([&] { extension.select_provider({"   "}, out, ""); }));
     EXPECT_TRUE(extension.queries.empty());
 }
 
@@ -210,7 +202,7 @@ TEST(GetLatestRowsProvider, BlankHostNameThrowsThoughTheProvidersAreFine) {
     RecordingExtension extension;
     std::vector<Row> out = {row_of("earlier")};
     EXPECT_EQ("Invalid parameters to where query for Hostname",
-              runtime_error_text([&] { extension.get_latest_rows_provider({"p1"}, out, {" "}); }));
+              runtime_error_of([&] { extension.get_latest_rows_provider({"p1"}, out, {" "}); }));
     EXPECT_TRUE(extension.queries.empty());
     EXPECT_TRUE(out.empty());
 }
@@ -279,7 +271,7 @@ TEST(GetLatestCollectRows, EmptyProviderListReturnsFalseWithOutCleared) {
 TEST(GetLatestCollectRows, BlankHostNameThrowsThoughTheProvidersAreFine) {
     RecordingExtension extension;
     std::vector<Row> out;
-    EXPECT_EQ("Invalid parameters to where query for Hostname", runtime_error_text([&] {
+    EXPECT_EQ("Invalid parameters to where query for Hostname", runtime_error_of([&] {
                   extension.get_latest_collect_rows({"p1"}, out, {"n1", "\t"});
               }));
     EXPECT_TRUE(extension.queries.empty());
