@@ -8,6 +8,7 @@ packages=(
   libxml2-dev libsqlite3-dev sqlite3
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev
+  postgresql-15 odbc-postgresql libsqliteodbc unixodbc unixodbc-dev
 )
 
 missing=()
@@ -27,5 +28,12 @@ if [ "$(id -u)" -ne 0 ]; then
   sudo="sudo"
 fi
 echo "install-deps: installing ${missing[*]}"
+# The ODBC tests start throwaway PostgreSQL servers of their own; the cluster
+# that postgresql-common would otherwise create and start at installation
+# is not wanted.
+$sudo mkdir -p /etc/postgresql-common
+if ! grep -qs '^create_main_cluster *= *false' /etc/postgresql-common/createcluster.conf; then
+  echo "create_main_cluster = false" | $sudo tee -a /etc/postgresql-common/createcluster.conf >/dev/null
+fi
 $sudo apt-get update -qq
 DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
