@@ -1,0 +1,92 @@
+// The project's own operations: queries with any result columns, batched
+// writes and retention, beyond the four opcodes every plug-in serves.
+//
+// They are numbered outside 512-515. `interface::control` answers 512
+// (UNSUPPORTED_OPERATION) for them; a plug-in that serves them overrides
+// control(), handles these opcodes and hands every other opcode unchanged to
+// interface::control. A caller that gets 512 falls back to the four opcodes.
+// Like the four, every operation answers 0 on success and 1 on failure, and
+// never lets an exception out of control(). The caller owns the records
+// behind `in` and `out`; a plug-in reads and fills them during the call only.
+#ifndef VEXA_DATASTORE_OPERATIONS_H_
+#define VEXA_DATASTORE_OPERATIONS_H_
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <datastore/export.h>
+
+namespace vexa::datastore {
+
+// in: std::string const*, an SQL text; out: Table*, replaced by the result.
+// Only the first statement of the text runs, and only when it reads: a
+// statement that would write (or attach, or change a setting) is refused
+// with 1 before it runs, as is a text holding a second statement. An SQL
+// error answers 1 and logs the DBMS's text at level 4.
+inline constexpr unsigned short OP_QUERY_TABLE = 768;
+// in, out: unused. Opens a batch: the rows that OP_INSERT stores until
+// OP_COMMIT_BATCH are committed together, and reads meanwhile see them.
+// Answers 1 on a read-only instance, or when a batch is already open (that
+// batch stays open).
+// A batch still open when the instance closes is committed. When anything
+// inside a batch fails (an OP_INSERT, the commit), the whole batch is rolled
+// back and the rollback logged at level 4 with the instance name; the later
+// OP_INSERTs of that batch then answer 1 without writing, and its
+// OP_COMMIT_BATCH answers 1 and ends it.
+inline constexpr unsigned short OP_BEGIN_BATCH = 769;
+// in, out: unused. Commits the open batch; 0 also when no batch is open.
+inline constexpr unsigned short OP_COMMIT_BATCH = 770;
+// in: PruneRequest const*; out: std::uint64_t*, set to the number of rows
+// removed (or, with dry_run, that would be). Answers 1 on a read-only
+// instance unless dry_run is set. Every value is bound, never pasted into
+// the SQL text.
+inline constexpr unsigned short OP_PRUNE = 771;
+
+// The result of OP_QUERY_TABLE: the result columns by name, in order, and
+// one row per result row with one cell per column. A NULL is nullopt; any
+// other value is its text as the DBMS gives it, integers (64-bit as well)
+// exactly as decimal digits.
+struct Table {
+    std::vector<std::string> columns;
+    std::vector<std::vector<std::optional<std::string>>> rows;
+};
+
+// What OP_PRUNE removes: the rows whose Unique_timestamp is less than
+// `older_than`, of `providers` only when it is not empty. With
+// `keep_latest`, the rows holding the greatest Unique_timestamp of their
+// Provider, Hostname and OptionID stay whatever their age (ties all stay).
+// With `dry_run` nothing is removed; the rows are only counted.
+struct PruneRequest {
+    std::int64_t older_than = 0;
+    std::vector<std::string> providers;
+    bool keep_latest = false;
+    bool dry_run = false;
+};
+
+// Front end, in the manner of execControl: every datastore of the registry
+// that holds provider data is asked in registry order; one that answers 512
+// or fails (or throws) is logged at level 7 and skipped, and has its name
+// appended to `unsupported` (when given, cleared first) if it answered 512.
+
+// Runs OP_QUERY_TABLE with `query` everywhere and merges the answers into
+// `out` (replaced): its first column, "datastore", holds the instance name,
+// the others are those of the first datastore that answered. A later answer
+// with other column names is logged at level 7 and skipped. True when at
+// least one datastore answered (`out.columns` is then not empty, even when
+// no row came back); false without asking anyone for an empty query.
+VEXA_DATASTORE_EXPORT bool select_table(std::string const& query, Table& out,
+                                        std::vector<std::string>* unsupported = nullptr);
+
+// Runs OP_PRUNE with `request` everywhere. `removed` (replaced) gets one
+// entry per datastore that answered: its instance name and its count, in
+// registry order. True when at least one datastore answered.
+VEXA_DATASTORE_EXPORT bool prune_rows(PruneRequest const& request,
+                                      std::vector<std::pair<std::string, std::uint64_t>>& removed,
+                                      std::vector<std::string>* unsupported = nullptr);
+
+}  // namespace vexa::datastore
+
+#endif  // VEXA_DATASTORE_OPERATIONS_H_
