@@ -53,7 +53,10 @@ SqliteExtension::SqliteExtension() {
                   " WHERE Provider = 'uname' GROUP BY Hostname;";
 }
 
-SqliteExtension::~SqliteExtension() { close(); }
+SqliteExtension::~SqliteExtension() {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    close();
+}
 
 void SqliteExtension::close() noexcept {
     insert_statement_.reset();
@@ -66,6 +69,7 @@ void SqliteExtension::close() noexcept {
 }
 
 int SqliteExtension::open_instance(std::string const& source_parameters) {
+    std::lock_guard<std::mutex> const lock(mutex_);
     close();
     try {
         std::string source = DEFAULT_DATA_SOURCE;
@@ -93,9 +97,13 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
     return OPERATION_UNSUCCESSFULL;
 }
 
-bool SqliteExtension::is_ready() { return db_ != nullptr; }
+bool SqliteExtension::is_ready() {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    return db_ != nullptr;
+}
 
 std::string SqliteExtension::describe() const {
+    std::lock_guard<std::mutex> const lock(mutex_);
     if (db_ == nullptr) {
         return "sqlite3 " + path_ + " (not open)";
     }
@@ -104,6 +112,7 @@ std::string SqliteExtension::describe() const {
 
 bool SqliteExtension::select(std::string query, std::vector<Row>& out,
                              std::map<std::string, int> const& fields) {
+    std::lock_guard<std::mutex> const lock(mutex_);
     if (db_ == nullptr) {
         return false;
     }
@@ -131,6 +140,7 @@ bool SqliteExtension::select(std::string query, std::vector<Row>& out,
 
 bool SqliteExtension::insert(provider::header const& header, std::string const& option_id,
                              std::string const& stdout_text, std::string const& stderr_text) {
+    std::lock_guard<std::mutex> const lock(mutex_);
     if (insert_statement_ == nullptr) {
         return false;  // read-only, or not open
     }

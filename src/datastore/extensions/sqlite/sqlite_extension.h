@@ -4,6 +4,7 @@
 #define VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
 
 #include <map>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,11 @@ class SqliteExtension : public interface {
 
   private:
     void close() noexcept;
+
+    // One connection and its prepared statements serve every thread of the
+    // process: each public operation that touches them holds this lock, and
+    // none of them calls another, so it need not be recursive.
+    mutable std::mutex mutex_;
 
     std::string path_;
     bool read_only_ = false;
