@@ -13,6 +13,7 @@
 #include <util/str.h>
 
 #include "latest_rows.h"
+#include "operation_messages.h"
 
 namespace vexa::datastore {
 
@@ -21,22 +22,6 @@ namespace {
 // Source position given with the two messages about a datastore that threw.
 constexpr char const* kSourceFile = "src/datastore/experimental/src/data_store_extensions";
 constexpr int kDebug = 7;
-
-void log_ioctl_result(int result, unsigned short opcode, std::string const& name) {
-    if (result == DataStoreExtension::OPERATION_SUCCESSFULL) {
-        return;
-    }
-    log::ErrorLog message(kDebug);
-    message.stream() << "Operation code " << opcode;
-    if (result == DataStoreExtension::UNSUPPORTED_OPERATION) {
-        message.stream() << " unsupported for " << name;
-    } else if (result == DataStoreExtension::OPERATION_UNSUCCESSFULL) {
-        message.stream() << " failed for " << name;
-    } else {
-        // The name and "error code" run together; tools match this text as it is.
-        message.stream() << " failed for " << name << "error code " << result;
-    }
-}
 
 void log_query_result(int result, std::string const& name) {
     log::ErrorLog message(kDebug);
@@ -58,8 +43,8 @@ void collect_rows(DataStoreController& controller, unsigned short opcode,
     std::string const& name = datastore.first.instance_name;
     try {
         std::vector<Row> fetched;
-        int const result = controller.control(datastore.second, opcode, &parameters, &fetched,
-                                              nullptr);
+        int const result =
+            controller.control(datastore.second, opcode, &parameters, &fetched, nullptr);
         if (result != DataStoreExtension::OPERATION_SUCCESSFULL) {
             log_query_result(result, name);
             return;
@@ -79,8 +64,10 @@ void collect_rows(DataStoreController& controller, unsigned short opcode,
         // The quote before "from" and the missing operation name are the
         // message's long-standing form.
         log::ErrorLog(kSourceFile, "execControl", 870, kDebug).stream()
-            << "Pulling data failed for " << "\"" << " from the datastore source " << "\"" << name
-            << "\"";
+            << "Pulling data failed for "
+            << "\""
+            << " from the datastore source "
+            << "\"" << name << "\"";
     }
 }
 
@@ -88,8 +75,8 @@ void collect_rows(DataStoreController& controller, unsigned short opcode,
 
 // Outside the per-datastore step only allocation can fail; the front end
 // then answers "nothing found" rather than throwing.
-int execute_ioctl(std::vector<std::string> names, unsigned short opcode, void const* in,
-                  void* out, void* extra, ResultCallback callback) try {
+int execute_ioctl(std::vector<std::string> names, unsigned short opcode, void const* in, void* out,
+                  void* extra, ResultCallback callback) try {
     std::shared_ptr<DataStoreController> controller =
         DataStoreController::createDataStoreController().lock();
     if (!controller) {
@@ -101,15 +88,16 @@ int execute_ioctl(std::vector<std::string> names, unsigned short opcode, void co
         int result = DataStoreExtension::OPERATION_UNSUCCESSFULL;
         try {
             result = controller->control(datastore.second, opcode, in, out, extra);
-            log_ioctl_result(result, opcode, name);
+            detail::log_operation_result(result, opcode, name);
             if (callback != nullptr) {
                 callback(result, opcode, datastore.second, out, extra);
             }
         } catch (...) {
             // Two blanks before "from": the message's long-standing form.
             log::ErrorLog(kSourceFile, "execute_ioctl", 1124, kDebug).stream()
-                << "Pulling data failed for " << " from the database source " << "\"" << name
-                << "\"";
+                << "Pulling data failed for "
+                << " from the database source "
+                << "\"" << name << "\"";
             continue;
         }
         if (result == DataStoreExtension::OPERATION_SUCCESSFULL) {
