@@ -9,6 +9,8 @@
 
 #include <util/log.h>
 
+#include "plugin_file_check.h"
+
 namespace vexa::datastore {
 
 namespace {
@@ -31,15 +33,22 @@ bool file_exists(std::string const& path) {
         return true;
     }
     int const error = errno;
-    log::ErrorLog(__FILE__, __func__, __LINE__, kWarning).stream()
+    log::ErrorLog(kWarning).stream()
         << "opendir failed on " << path << ": " << error << ": " << std::strerror(error);
     return false;
 }
 
+// Refuses the library at `path` that the loader cannot (or must not try to)
+// map, for the reason `reason`.
+[[noreturn]] void refuse_library(std::string const& path, std::string const& reason) {
+    log::ErrorLog(kWarning).stream()
+        << "error opening extension library " << path << ": '" << reason << "'";
+    throw std::runtime_error("unable to load datastore extension " + path);
+}
+
 // The entry point `name` of `handle`; closes the library and throws `message`
 // followed by `path` when it is missing.
-void* require_symbol(void* handle, char const* name, char const* message,
-                     std::string const& path) {
+void* require_symbol(void* handle, char const* name, char const* message, std::string const& path) {
     void* symbol = find_symbol(handle, name);
     if (symbol == nullptr) {
         close_library(handle);
@@ -55,11 +64,14 @@ DSExtensionData load_extension_library(std::string const& path) {
     if (path.empty() || !file_exists(path)) {
         throw std::runtime_error("Invalid extension name/path " + path);
     }
+    // Worded as the loader words its own refusals: the file, then why.
+    std::string const fault = plugin_file_fault(path);
+    if (!fault.empty()) {
+        refuse_library(path, path + ": " + fault);
+    }
     void* handle = open_library(path);
     if (handle == nullptr) {
-        log::ErrorLog(__FILE__, __func__, __LINE__, kWarning).stream()
-            << "error opening extension library " << path << ": '" << loader_error() << "'";
-        throw std::runtime_error("unable to load datastore extension " + path);
+        refuse_library(path, loader_error());
     }
     DSExtensionData library;
     library.handle = handle;
