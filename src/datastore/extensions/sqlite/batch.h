@@ -1,0 +1,43 @@
+// A batch of the project's own operations on one connection: one
+// transaction around any number of inserts.
+#ifndef VEXA_SQLITE_PLUGIN_BATCH_H_
+#define VEXA_SQLITE_PLUGIN_BATCH_H_
+
+#include <string>
+
+#include <sqlite3.h>
+
+namespace vexa::datastore::sqlite_plugin {
+
+// The state of the batch of one connection. Not thread-safe: the extension
+// holds its lock around every call.
+class Batch {
+  public:
+    // Whether a batch was begun and not yet committed, failed or not.
+    bool is_open() const { return state_ != State::none; }
+    // Whether the open batch was rolled back after a failure.
+    bool has_failed() const { return state_ == State::failed; }
+
+    // Starts a transaction that takes the write lock at once, so that the
+    // first insert never finds another writer in its way. False, leaving
+    // everything as it was, when a batch is open already; throws
+    // std::runtime_error with SQLite's text when the transaction cannot start.
+    bool begin(::sqlite3* db);
+
+    // Commits the open batch and ends it; true when there was none. A failed
+    // batch ends with false. A commit that fails is rolled back and logged
+    // for the instance `name`, with false.
+    bool commit(::sqlite3* db, std::string const& name) noexcept;
+
+    // Rolls the open batch back after `reason` and logs it for the instance
+    // `name`; the batch stays open, failed, until commit() ends it.
+    void roll_back(::sqlite3* db, std::string const& name, std::string const& reason) noexcept;
+
+  private:
+    enum class State { none, open, failed };
+    State state_ = State::none;
+};
+
+}  // namespace vexa::datastore::sqlite_plugin
+
+#endif  // VEXA_SQLITE_PLUGIN_BATCH_H_

@@ -1,0 +1,132 @@
+#include "pruning.h"
+
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+#include <datastore/vocabulary.h>
+
+namespace vexa::datastore::sqlite_plugin {
+
+namespace {
+
+// Rows per chunk: deleting them (and their index entries) takes a few
+// milliseconds, the longest another thread of this process waits.
+constexpr sqlite3_int64 chunk_rows = 5000;
+// Pages per step of the incremental vacuum (4 KiB each).
+constexpr int vacuum_pages = 2048;
+
+// Parameters of the chunk statements: ?1 older_than, ?2 the rowid after
+// which the chunk starts, ?3 its end (or its size), ?4... the providers.
+constexpr int first_provider_parameter = 4;
+
+// The WHERE condition of the rows `request` describes, over table_name.
+std::string condition_of(PruneRequest const& request) {
+    std::string condition = "Unique_timestamp < ?1";
+    if (!request.providers.empty()) {
+        condition += " AND Provider IN (";
+        for (std::size_t i = 0; i < request.providers.size(); ++i) {
+            condition += (i == 0 ? "?" : ", ?") + std::to_string(first_provider_parameter + i);
+        }
+        condition += ")";
+    }
+    if (request.keep_latest) {
+        // A row goes only when a newer one of its provider, host and option
+        // exists; the latest-row index answers this without a scan.
+        condition += " AND EXISTS (SELECT 1 FROM " + table_name + " AS newer" +
+                     " WHERE newer.Provider = " + table_name + ".Provider" +
+                     " AND newer.Hostname = " + table_name + ".Hostname" +
+                     " AND newer.OptionID = " + table_name + ".OptionID" +
+                     " AND newer.Unique_timestamp > " + table_name + ".Unique_timestamp)";
+    }
+    return condition;
+}
+
+Statement prepare_bound(::sqlite3* db, std::string const& sql, PruneRequest const& request,
+                        sqlite3_int64 after, sqlite3_int64 end) {
+    Statement statement = prepare(db, sql);
+    sqlite3_stmt* const s = statement.get();
+    sqlite3_bind_int64(s, 1, request.older_than);
+    sqlite3_bind_int64(s, 2, after);
+    sqlite3_bind_int64(s, 3, end);
+    for (std::size_t i = 0; i < request.providers.size(); ++i) {
+        std::string const& provider = request.providers[i];
+        sqlite3_bind_text64(s, first_provider_parameter + static_cast<int>(i), provider.data(),
+                            provider.size(), SQLITE_STATIC, SQLITE_UTF8);
+    }
+    return statement;
+}
+
+// Steps `statement` to its end; the first column of its row, if any.
+sqlite3_int64 run(::sqlite3* db, Statement const& statement, sqlite3_int64 fallback) {
+    sqlite3_int64 value = fallback;
+    int rc;
+    while ((rc = sqlite3_step(statement.get())) == SQLITE_ROW) {
+        if (sqlite3_column_type(statement.get(), 0) != SQLITE_NULL) {
+            value = sqlite3_column_int64(statement.get(), 0);
+        }
+    }
+    if (rc != SQLITE_DONE) {
+        fail(db);
+    }
+    return value;
+}
+
+::sqlite3* open_db(Database const& db) {
+    if (db == nullptr) {
+        throw std::runtime_error("not open");
+    }
+    return db.get();
+}
+
+void vacuum_in_steps(std::mutex& mutex, Database const& db) {
+    sqlite3_int64 free_pages = -1;
+    for (;;) {
+        std::lock_guard<std::mutex> const lock(mutex);
+        ::sqlite3* const connection = open_db(db);
+        // 2 is INCREMENTAL; with any other mode the pragma does nothing.
+        if (integer_of(connection, "PRAGMA auto_vacuum;", 0) != 2) {
+            return;
+        }
+        sqlite3_int64 const before = free_pages;
+        free_pages = integer_of(connection, "PRAGMA freelist_count;", 0);
+        if (free_pages == 0 || free_pages == before) {
+            return;
+        }
+        execute(connection, "PRAGMA incremental_vacuum(" + std::to_string(vacuum_pages) + ");");
+    }
+}
+
+}  // namespace
+
+std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneRequest const& request) {
+    std::string const condition = condition_of(request);
+    std::string const chunk_end = "SELECT max(rowid) FROM (SELECT rowid FROM " + table_name +
+                                  " WHERE rowid > ?2 AND " + condition +
+                                  " ORDER BY rowid LIMIT ?3);";
+    std::string const chunk_work = (request.dry_run ? "SELECT count(*) FROM " : "DELETE FROM ") +
+                                   table_name + " WHERE rowid > ?2 AND rowid <= ?3 AND " +
+                                   condition + ";";
+    std::uint64_t total = 0;
+    sqlite3_int64 after = std::numeric_limits<sqlite3_int64>::min();
+    for (;;) {
+        std::lock_guard<std::mutex> const lock(mutex);
+        ::sqlite3* const connection = open_db(db);
+        sqlite3_int64 const end = run(
+            connection, prepare_bound(connection, chunk_end, request, after, chunk_rows), after);
+        if (end == after) {
+            break;
+        }
+        Statement const work = prepare_bound(connection, chunk_work, request, after, end);
+        sqlite3_int64 const counted = run(connection, work, 0);
+        total +=
+            static_cast<std::uint64_t>(request.dry_run ? counted : sqlite3_changes64(connection));
+        after = end;
+    }
+    if (!request.dry_run && total > 0) {
+        vacuum_in_steps(mutex, db);
+    }
+    return total;
+}
+
+}  // namespace vexa::datastore::sqlite_plugin

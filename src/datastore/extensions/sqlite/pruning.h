@@ -1,0 +1,34 @@
+// Retention: removing old rows in short steps, then returning the space.
+#ifndef VEXA_SQLITE_PLUGIN_PRUNING_H_
+#define VEXA_SQLITE_PLUGIN_PRUNING_H_
+
+#include <cstdint>
+#include <mutex>
+
+#include <datastore/operations.h>
+
+#include "sqlite_calls.h"
+
+namespace vexa::datastore::sqlite_plugin {
+
+// Removes (or, with request.dry_run, counts) the rows of the provider table
+// that `request` describes and returns their number. Works in chunks of a
+// few thousand rows in rowid order, each its own transaction (outside a
+// batch) taken under `mutex`, so another thread of this process waits for
+// one chunk at most and a reader elsewhere always sees whole chunks; in WAL
+// mode readers of other connections are never blocked at all.
+//
+// Then gives the freed pages back to the file system, again in steps. That
+// needs auto_vacuum=INCREMENTAL, which files created by this plug-in have;
+// an older file keeps its free pages, which later inserts reuse, until a
+// full VACUUM (run by hand, since it rewrites the whole file under an
+// exclusive lock) converts it.
+//
+// `db` is read under `mutex` at each step; throws std::runtime_error with
+// SQLite's text on an SQL failure (the chunks before it stay removed) and
+// "not open" when the instance is closed.
+std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneRequest const& request);
+
+}  // namespace vexa::datastore::sqlite_plugin
+
+#endif  // VEXA_SQLITE_PLUGIN_PRUNING_H_

@@ -1,0 +1,98 @@
+#include "table_query.h"
+
+#include <stdexcept>
+
+#include "sqlite_calls.h"
+
+namespace vexa::datastore::sqlite_plugin {
+
+namespace {
+
+// Lets a statement being compiled read and call functions, nothing else;
+// `denied` learns that something else was asked for.
+int allow_reading_only(void* denied, int action, char const*, char const*, char const*,
+                       char const*) {
+    switch (action) {
+        case SQLITE_SELECT:
+        case SQLITE_READ:
+        case SQLITE_FUNCTION:
+        case SQLITE_RECURSIVE:
+            return SQLITE_OK;
+        default:
+            *static_cast<bool*>(denied) = true;
+            return SQLITE_DENY;
+    }
+}
+
+// Compiles the first statement of `sql` under allow_reading_only; `rest`
+// gets the text after it.
+Statement prepare_reading(::sqlite3* db, std::string const& sql, std::string& rest) {
+    bool denied = false;
+    sqlite3_set_authorizer(db, allow_reading_only, &denied);
+    sqlite3_stmt* statement = nullptr;
+    char const* tail = nullptr;
+    int const rc =
+        sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &statement, &tail);
+    sqlite3_set_authorizer(db, nullptr, nullptr);
+    Statement owned(statement);
+    if (denied) {
+        throw std::runtime_error("not a read-only statement: " + sql);
+    }
+    if (rc != SQLITE_OK) {
+        fail(db);
+    }
+    rest.assign(tail == nullptr ? sql.data() + sql.size() : tail, sql.data() + sql.size());
+    return owned;
+}
+
+// Whether `rest` holds a statement; a text SQLite cannot compile counts as one.
+bool holds_statement(::sqlite3* db, std::string const& rest) {
+    sqlite3_stmt* statement = nullptr;
+    int const rc =
+        sqlite3_prepare_v2(db, rest.data(), static_cast<int>(rest.size()), &statement, nullptr);
+    Statement const owned(statement);
+    return rc != SQLITE_OK || statement != nullptr;
+}
+
+}  // namespace
+
+void query_table(::sqlite3* db, std::string const& sql, Table& out) {
+    out = Table{};
+    std::string rest;
+    Statement const statement = prepare_reading(db, sql, rest);
+    if (holds_statement(db, rest)) {
+        throw std::runtime_error("more than one statement: " + sql);
+    }
+    if (statement == nullptr) {
+        return;  // blanks or comments: no columns, no rows
+    }
+    sqlite3_stmt* const s = statement.get();
+    // The first step recompiles a statement whose tables or views changed
+    // since it was compiled, so only then are the column names current.
+    int rc = sqlite3_step(s);
+    int const columns = sqlite3_column_count(s);
+    for (int column = 0; column < columns; ++column) {
+        char const* name = sqlite3_column_name(s, column);
+        out.columns.emplace_back(name == nullptr ? "" : name);
+    }
+    for (; rc == SQLITE_ROW; rc = sqlite3_step(s)) {
+        auto& row = out.rows.emplace_back();
+        row.reserve(static_cast<std::size_t>(columns));
+        for (int column = 0; column < columns; ++column) {
+            if (sqlite3_column_type(s, column) == SQLITE_NULL) {
+                row.emplace_back();
+                continue;
+            }
+            // Asking for the text before its length is SQLite's rule; an
+            // empty blob has no text at all.
+            auto const* text = reinterpret_cast<char const*>(sqlite3_column_text(s, column));
+            auto const length = static_cast<std::size_t>(sqlite3_column_bytes(s, column));
+            row.emplace_back(text == nullptr ? std::string() : std::string(text, length));
+        }
+    }
+    if (rc != SQLITE_DONE) {
+        fail(db);
+    }
+}
+
+}  // namespace vexa::datastore::sqlite_plugin
