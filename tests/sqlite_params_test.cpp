@@ -78,13 +78,14 @@ TEST(ParseSqliteParams, EmptyPartsAreNotKeyValuePairs) {
     EXPECT_FALSE(parsed.read_only);
 }
 
-TEST(ParseSqliteParams, RemovesOnePairOfEnclosingDoubleQuotes) {
+TEST(ParseSqliteParams, RemovesOnePairOfEnclosingDoubleQuotesFromTheSourceOnly) {
     Parsed const parsed = parse("read_only=false|source=\"$HOME/x.db\"", "default.db", true);
     EXPECT_TRUE(parsed.result);
     EXPECT_EQ("$HOME/x.db", parsed.source);
     EXPECT_FALSE(parsed.read_only);
 
-    EXPECT_TRUE(parse("read_only=\"true\"").read_only);
+    // read_only is true for the exact text true alone, quoted it is not.
+    EXPECT_FALSE(parse("read_only=\"true\"", "default.db", true).read_only);
 }
 
 TEST(ParseSqliteParams, UnquotesAfterTrimmingAndKeepsBlanksInsideTheQuotes) {

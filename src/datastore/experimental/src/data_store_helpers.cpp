@@ -44,9 +44,9 @@ bool parse_sqlite_params(std::string const& params, std::string& source, bool& r
             return false;
         }
         std::string const key = vexa::str::stripws(pieces[0]);
-        std::string const value = unquoted(vexa::str::stripws(pieces[1]));
+        std::string const value = vexa::str::stripws(pieces[1]);
         if (key == "source") {
-            source = value;
+            source = unquoted(value);
         } else if (key == "read_only") {
             read_only = value == "true";
         }
