@@ -81,6 +81,9 @@ Database open_writable(std::string const& path) {
     // every 10,000 pages (about 40 MB) rather than every 1,000 writes each
     // hot page back less often: about a third more rows per second.
     execute(db.get(), "PRAGMA wal_autocheckpoint=10000;");
+    // Lets pruning hand freed pages back in small steps. It takes effect
+    // only in a file that has no table yet; older files keep their mode.
+    execute(db.get(), "PRAGMA auto_vacuum=INCREMENTAL;");
     execute(db.get(), default_create_table_query);
     execute(db.get(), default_create_baseline_query);
     execute(db.get(), default_create_view_query);

@@ -59,6 +59,8 @@ SqliteExtension::~SqliteExtension() {
 }
 
 void SqliteExtension::close() noexcept {
+    // A batch still open when the instance closes keeps its rows.
+    batch_.commit(db_.get(), instance_name);
     insert_statement_.reset();
     if (db_ != nullptr && !read_only_) {
         // SQLite's advice before closing: analyse what the queries of this

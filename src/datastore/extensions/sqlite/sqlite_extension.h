@@ -10,6 +10,7 @@
 
 #include <datastore/extension.h>
 
+#include "batch.h"
 #include "sqlite_calls.h"
 
 namespace vexa::datastore::sqlite_plugin {
@@ -40,8 +41,18 @@ class SqliteExtension : public interface {
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
+    // Serves the project's own operations (datastore/operations.h, in
+    // sqlite_operations.cpp) and hands every other opcode to
+    // interface::control. Each takes the lock below; a failure's reason is
+    // logged at level 4.
+    int control(unsigned short opcode, void const* in, void* out, void* extra) override;
+
   private:
     void close() noexcept;
+    int query_table_operation(void const* in, void* out);
+    int prune_operation(void const* in, void* out);
+    // OP_INSERT, which an open batch turns into part of one transaction.
+    int insert_operation(void const* in, void* out, void* extra);
 
     // One connection and its prepared statements serve every thread of the
     // process: each public operation that touches them holds this lock, and
@@ -53,6 +64,7 @@ class SqliteExtension : public interface {
     Database db_;
     Statement insert_statement_;  // prepared once, for the life of the instance
     bool inserted_since_analysis_ = false;
+    Batch batch_;  // committed by close() when still open
 };
 
 }  // namespace vexa::datastore::sqlite_plugin
