@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests and the benchmarks need,
-# and only those that are missing (apt-get update runs once, when needed).
+# Installs the Debian packages the build, the tests, the benchmarks and CI's
+# fuzzing and memory checks (clang, libFuzzer, valgrind) need, and only those that are missing (apt-get update runs once, when needed).
 set -euo pipefail
 
 packages=(
@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libcli11-dev nlohmann-json3-dev
   postgresql-15 odbc-postgresql libsqliteodbc unixodbc unixodbc-dev
+  clang libclang-rt-dev valgrind
 )
 
 missing=()
