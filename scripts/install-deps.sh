@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests, the benchmarks and CI's
-# fuzzing and memory checks (clang, libFuzzer, valgrind) need, and only those that are missing (apt-get update runs once, when needed).
+# fuzzing and memory checks (clang, libFuzzer, valgrind) need, and only those
+# that are missing (apt-get update runs once, when needed).
 set -euo pipefail
 
 packages=(
