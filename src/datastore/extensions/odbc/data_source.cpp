@@ -1,0 +1,118 @@
+#include "data_source.h"
+
+#include <string_view>
+#include <vector>
+
+#include <odbcinst.h>
+
+#include <datastore/vocabulary.h>
+#include <util/str.h>
+
+namespace vexa::datastore::odbc_plugin {
+
+namespace {
+
+char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+std::string lower(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) {
+        c = ascii_lower(c);
+    }
+    return result;
+}
+
+// The "key=value" items of a connection string, keys in lower case.
+std::vector<std::pair<std::string, std::string>> items_of(std::string const& text) {
+    std::vector<std::pair<std::string, std::string>> items;
+    for (std::string const& item : str::split(text, ';', false)) {
+        std::string::size_type const equals = item.find('=');
+        if (equals != std::string::npos) {
+            items.emplace_back(lower(str::stripws(item.substr(0, equals))),
+                               str::stripws(item.substr(equals + 1)));
+        }
+    }
+    return items;
+}
+
+// Whether the DSN's entry in odbc.ini sets `key`.
+bool dsn_sets(std::string const& dsn, char const* key) {
+    char value[64] = {};
+    return SQLGetPrivateProfileString(dsn.c_str(), key, "", value, sizeof value, "odbc.ini") > 0;
+}
+
+struct Default {
+    char const* key;
+    char const* value;
+};
+
+// Results stream from the server instead of being held whole by the driver.
+constexpr Default streaming_defaults[] = {
+    {"UseDeclareFetch", "1"},
+    {"Fetch", "10000"},
+    {"StepAPI", "1"},
+};
+
+}  // namespace
+
+std::string DataSource::connection_string() const {
+    std::string text = is_dsn() ? "DSN=" + target : target;
+    auto const items = items_of(text);
+    std::string dsn;
+    for (auto const& [key, value] : items) {
+        if (key == "dsn") {
+            dsn = value;
+        }
+    }
+    for (Default const& setting : streaming_defaults) {
+        bool said = !dsn.empty() && dsn_sets(dsn, setting.key);
+        for (auto const& item : items) {
+            said = said || item.first == lower(setting.key);
+        }
+        if (!said) {
+            if (!text.empty() && text.back() != ';') {
+                text += ';';
+            }
+            text += std::string(setting.key) + "=" + setting.value;
+        }
+    }
+    return text;
+}
+
+std::string DataSource::display() const {
+    if (is_dsn()) {
+        return "dsn=" + target;
+    }
+    std::string shown;
+    for (std::string const& item : str::split(target, ';', false)) {
+        std::string::size_type const equals = item.find('=');
+        std::string const key = lower(str::stripws(item.substr(0, equals)));
+        if (!shown.empty()) {
+            shown += ';';
+        }
+        shown += key == "pwd" || key == "password" ? item.substr(0, equals) + "=***" : item;
+    }
+    return "connection=" + shown;
+}
+
+std::optional<DataSource> parse_data_source(std::string const& params) {
+    DataSource source;
+    std::string text = params;
+    std::string::size_type const bar = text.rfind('|');
+    if (bar != std::string::npos) {
+        std::string const item = text.substr(bar + 1);
+        std::string::size_type const equals = item.find('=');
+        if (equals == std::string::npos || str::stripws(item.substr(0, equals)) != "read_only") {
+            return std::nullopt;
+        }
+        source.read_only = str::stripws(item.substr(equals + 1)) == "true";
+        text.erase(bar);
+    }
+    source.target = str::stripws(text);
+    if (source.target.empty()) {
+        source.target = odbc_default_dsn;
+    }
+    return source;
+}
+
+}  // namespace vexa::datastore::odbc_plugin

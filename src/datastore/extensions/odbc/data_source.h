@@ -1,0 +1,33 @@
+// What an ODBC instance's source parameters name: a data source name or a
+// full connection string, and whether the instance may write.
+#ifndef VEXA_ODBC_PLUGIN_DATA_SOURCE_H_
+#define VEXA_ODBC_PLUGIN_DATA_SOURCE_H_
+
+#include <optional>
+#include <string>
+
+namespace vexa::datastore::odbc_plugin {
+
+struct DataSource {
+    std::string target;  // a DSN, or a connection string (it holds "=")
+    bool read_only = false;
+
+    bool is_dsn() const { return target.find('=') == std::string::npos; }
+    // The text handed to SQLDriverConnect: "DSN=<target>" for a DSN, else the
+    // target; then the settings that stream large results through the driver
+    // (psqlODBC's UseDeclareFetch and Fetch, SQLite ODBC's StepAPI) unless
+    // the text or the DSN's own entry already says otherwise.
+    std::string connection_string() const;
+    // "dsn=NAME", or "connection=TEXT" with every password value hidden.
+    std::string display() const;
+};
+
+// Reads "TARGET" or "TARGET|read_only=true|false" (blanks around the pieces
+// ignored; read_only only for the exact text true). An empty target means
+// the default data source name. Nothing when the text after the last "|" is
+// not a read_only item.
+std::optional<DataSource> parse_data_source(std::string const& params);
+
+}  // namespace vexa::datastore::odbc_plugin
+
+#endif  // VEXA_ODBC_PLUGIN_DATA_SOURCE_H_

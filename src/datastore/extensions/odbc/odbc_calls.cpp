@@ -1,0 +1,86 @@
+#include "odbc_calls.h"
+
+#include <string_view>
+
+namespace vexa::datastore::odbc_plugin {
+
+namespace {
+
+bool means_lost_connection(std::string_view state) {
+    return state.substr(0, 2) == "08" || state == "57P01" || state == "57P02" || state == "57P03";
+}
+
+}  // namespace
+
+OdbcError::OdbcError(std::string const& text, bool connection_lost)
+    : std::runtime_error(text), connection_lost_(connection_lost) {}
+
+void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call) {
+    if (SQL_SUCCEEDED(rc) || rc == SQL_NO_DATA) {
+        return;
+    }
+    std::string text = call;
+    text += ':';
+    bool lost = false;
+    SQLCHAR state[6];
+    SQLINTEGER native = 0;
+    SQLCHAR message[SQL_MAX_MESSAGE_LENGTH];
+    SQLSMALLINT length = 0;
+    SQLSMALLINT record = 1;
+    while (handle != SQL_NULL_HANDLE &&
+           SQL_SUCCEEDED(SQLGetDiagRec(type, handle, record, state, &native, message,
+                                       sizeof message, &length))) {
+        std::string_view const sqlstate(reinterpret_cast<char const*>(state), 5);
+        lost = lost || means_lost_connection(sqlstate);
+        text += record == 1 ? " [" : "; [";
+        text += sqlstate;
+        text += "] (" + std::to_string(native) + ") ";
+        text += reinterpret_cast<char const*>(message);
+        ++record;
+    }
+    if (record == 1) {
+        text += rc == SQL_INVALID_HANDLE ? " invalid handle" : " failed without a diagnostic";
+    }
+    throw OdbcError(text, lost);
+}
+
+SQLHANDLE allocate(SQLSMALLINT type, SQLHANDLE parent) {
+    SQLHANDLE handle = SQL_NULL_HANDLE;
+    SQLRETURN const rc = SQLAllocHandle(type, parent, &handle);
+    // A failed allocation leaves its diagnostics on the parent.
+    SQLSMALLINT const parent_type = type == SQL_HANDLE_STMT ? SQL_HANDLE_DBC : SQL_HANDLE_ENV;
+    check(rc, parent_type, parent, "SQLAllocHandle");
+    return handle;
+}
+
+Statement new_statement(SQLHDBC dbc) { return Statement(allocate(SQL_HANDLE_STMT, dbc)); }
+
+namespace {
+
+Statement executed(SQLHDBC dbc, std::string const& sql) {
+    Statement statement = new_statement(dbc);
+    auto* const text = reinterpret_cast<SQLCHAR*>(const_cast<char*>(sql.c_str()));
+    check(SQLExecDirect(statement.get(), text, static_cast<SQLINTEGER>(sql.size())),
+          SQL_HANDLE_STMT, statement.get(), "SQLExecDirect");
+    return statement;
+}
+
+}  // namespace
+
+void execute(SQLHDBC dbc, std::string const& sql) { executed(dbc, sql); }
+
+std::string first_text(SQLHDBC dbc, std::string const& sql) {
+    Statement const statement = executed(dbc, sql);
+    SQLRETURN const rc = SQLFetch(statement.get());
+    check(rc, SQL_HANDLE_STMT, statement.get(), "SQLFetch");
+    char text[256] = {};
+    SQLLEN length = 0;
+    if (rc == SQL_NO_DATA ||
+        !SQL_SUCCEEDED(SQLGetData(statement.get(), 1, SQL_C_CHAR, text, sizeof text, &length)) ||
+        length == SQL_NULL_DATA) {
+        return "";
+    }
+    return text;
+}
+
+}  // namespace vexa::datastore::odbc_plugin

@@ -1,0 +1,237 @@
+#include "odbc_extension.h"
+
+#include <exception>
+#include <stdexcept>
+
+#include <datastore/vocabulary.h>
+#include <util/log.h>
+
+#include "insert_statement.h"
+#include "row_reader.h"
+
+namespace vexa::datastore::odbc_plugin {
+
+namespace {
+
+// A server that does not answer fails the call in this time, not a TCP timeout.
+constexpr SQLUINTEGER connect_timeout_seconds = 5;
+// Attempts at making a lost connection again within one call.
+constexpr int reconnect_attempts = 2;
+
+// Nothing may escape the plug-in's operations through logging.
+void log_warning(std::string const& text) noexcept {
+    try {
+        log::ErrorLog(4).stream() << text;
+    } catch (...) {
+    }
+}
+
+std::string composed_hosts_query() {
+    return "SELECT *, MAX(unique_timestamp) FROM " + table_view +
+           " WHERE Provider = 'uname' GROUP BY Hostname;";
+}
+
+// Runs `statements` as one transaction.
+void run_in_transaction(SQLHDBC dbc, std::vector<std::string> const& statements) {
+    auto set_autocommit = [dbc](SQLULEN on) {
+        check(SQLSetConnectAttr(dbc, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(on), 0),
+              SQL_HANDLE_DBC, dbc, "SQL_ATTR_AUTOCOMMIT");
+    };
+    set_autocommit(SQL_AUTOCOMMIT_OFF);
+    try {
+        for (std::string const& sql : statements) {
+            execute(dbc, sql);
+        }
+        check(SQLEndTran(SQL_HANDLE_DBC, dbc, SQL_COMMIT), SQL_HANDLE_DBC, dbc, "SQLEndTran");
+    } catch (...) {
+        SQLEndTran(SQL_HANDLE_DBC, dbc, SQL_ROLLBACK);
+        set_autocommit(SQL_AUTOCOMMIT_ON);
+        throw;
+    }
+    set_autocommit(SQL_AUTOCOMMIT_ON);
+}
+
+}  // namespace
+
+OdbcExtension::OdbcExtension() { hosts_query = composed_hosts_query(); }
+
+OdbcExtension::~OdbcExtension() {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    insert_statement_.reset();
+    connection_.reset();
+}
+
+int OdbcExtension::open_instance(std::string const& source_parameters) {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    opened_ = false;
+    insert_statement_.reset();
+    connection_.reset();
+    try {
+        std::optional<DataSource> source = parse_data_source(source_parameters);
+        if (!source) {
+            log_warning("odbc: malformed source parameters \"" + source_parameters + "\"");
+            return OPERATION_UNSUCCESSFULL;
+        }
+        source_ = *source;
+        if (environment_ == nullptr) {
+            environment_.reset(allocate(SQL_HANDLE_ENV, SQL_NULL_HANDLE));
+            check(SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION,
+                                reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0),
+                  SQL_HANDLE_ENV, environment_.get(), "SQL_ATTR_ODBC_VERSION");
+        }
+        connect();
+        opened_ = true;
+        return OPERATION_SUCCESSFULL;
+    } catch (std::exception const& error) {
+        insert_statement_.reset();
+        connection_.reset();
+        log_warning("odbc " + source_.display() + ": " + error.what());
+    } catch (...) {
+        insert_statement_.reset();
+        connection_.reset();
+    }
+    return OPERATION_UNSUCCESSFULL;
+}
+
+void OdbcExtension::connect() {
+    auto connection = std::make_unique<Connection>(environment_.get(), source_.connection_string(),
+                                                   source_.read_only, connect_timeout_seconds);
+    dbms_name_ = connection->info(SQL_DBMS_NAME);
+    Dbms const dbms = dbms_of(dbms_name_);
+    std::string const version_sql = version_query(dbms);
+    dbms_version_ = version_sql.empty() ? connection->info(SQL_DBMS_VER)
+                                        : first_text(connection->get(), version_sql);
+    dbms_version_ = dbms_version_.substr(0, dbms_version_.find(' '));
+    if (source_.read_only) {
+        std::string const refuse_writes = read_only_statement(dbms);
+        if (!refuse_writes.empty()) {
+            execute(connection->get(), refuse_writes);
+        }
+    } else {
+        run_in_transaction(connection->get(), schema_statements(dbms));
+        insert_statement_ = prepare_insert(connection->get());
+    }
+    try {
+        execute(connection->get(), grouped_latest_rows_probe());
+        grouping_refused_ = false;
+    } catch (OdbcError const&) {
+        grouping_refused_ = true;
+    }
+    hosts_query = grouping_refused_ ? latest_hosts_query() : composed_hosts_query();
+    connection_ = std::move(connection);
+}
+
+Connection& OdbcExtension::connection() {
+    if (!opened_) {
+        throw std::runtime_error("odbc: the instance is not open");
+    }
+    for (int attempt = 1; connection_ == nullptr; ++attempt) {
+        try {
+            connect();
+        } catch (OdbcError const& error) {
+            insert_statement_.reset();
+            log_warning("odbc " + source_.display() + ": reconnecting: " + error.what());
+            if (attempt == reconnect_attempts) {
+                throw;
+            }
+        }
+    }
+    return *connection_;
+}
+
+void OdbcExtension::forget_if_lost(OdbcError const& error) {
+    if (connection_ != nullptr && (error.connection_lost() || connection_->dead())) {
+        log_warning("odbc " + source_.display() + ": connection lost: " + error.what());
+        insert_statement_.reset();
+        connection_.reset();
+    }
+}
+
+bool OdbcExtension::is_ready() {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    return opened_;
+}
+
+std::string OdbcExtension::describe() const {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    if (!opened_) {
+        return "odbc " + source_.display() + " (not open)";
+    }
+    return "odbc " + dbms_name_ + " " + dbms_version_ + " " + source_.display() +
+           (source_.read_only ? " (read-only)" : " (read-write)");
+}
+
+bool OdbcExtension::select(std::string query, std::vector<Row>& out,
+                           std::map<std::string, int> const& fields) {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    try {
+        Statement const statement = new_statement(connection().get());
+        check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
+                            static_cast<SQLINTEGER>(query.size())),
+              SQL_HANDLE_STMT, statement.get(), "SQLExecDirect");
+        RowReader reader(statement.get(), fields);
+        Row row;
+        while (reader.read(row)) {
+            out.push_back(std::move(row));
+            row = Row();
+        }
+        return true;
+    } catch (OdbcError const& error) {
+        forget_if_lost(error);
+        throw;
+    }
+}
+
+bool OdbcExtension::insert(provider::header const& header, std::string const& option_id,
+                           std::string const& stdout_text, std::string const& stderr_text) {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    if (source_.read_only || !opened_) {
+        return false;
+    }
+    try {
+        connection();
+        execute_insert(insert_statement_.get(), header, option_id, stdout_text, stderr_text);
+        return true;
+    } catch (OdbcError const& error) {
+        forget_if_lost(error);
+        throw;
+    }
+}
+
+bool OdbcExtension::grouping_refused() const {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    return grouping_refused_;
+}
+
+bool OdbcExtension::get_latest_rows_provider(std::vector<std::string> providers,
+                                             std::vector<Row>& out,
+                                             std::vector<std::string> hosts) {
+    if (!grouping_refused()) {
+        return interface::get_latest_rows_provider(std::move(providers), out, std::move(hosts));
+    }
+    return latest_rows(std::move(providers), out, std::move(hosts), latest_rows_query);
+}
+
+bool OdbcExtension::get_latest_collect_rows(std::vector<std::string> providers,
+                                            std::vector<Row>& out, std::vector<std::string> hosts) {
+    if (!grouping_refused()) {
+        return interface::get_latest_collect_rows(std::move(providers), out, std::move(hosts));
+    }
+    return latest_rows(std::move(providers), out, std::move(hosts), latest_collect_rows_query);
+}
+
+bool OdbcExtension::latest_rows(std::vector<std::string> providers, std::vector<Row>& out,
+                                std::vector<std::string> hosts, Composer compose) {
+    if (!is_ready()) {
+        return false;
+    }
+    out.clear();
+    std::string where;
+    if (!generate_where_clause(std::move(providers), "Provider", where)) {
+        return false;
+    }
+    generate_where_clause(std::move(hosts), "Hostname", where);
+    return select(compose(where), out, column_index_map);
+}
+
+}  // namespace vexa::datastore::odbc_plugin

@@ -1,0 +1,149 @@
+#include "odbc_test_support.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <gtest/gtest.h>
+#include <util/str.h>
+
+#include "test_support.h"
+
+namespace vexa::test {
+
+namespace {
+
+// Runs `command` through the shell; its standard output, or a
+// std::runtime_error with everything it printed when it fails.
+std::string run(std::string const& command) {
+    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
+    if (pipe == nullptr) {
+        throw std::runtime_error("cannot run " + command);
+    }
+    std::string output;
+    std::array<char, 4096> buffer;
+    std::size_t n;
+    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) {
+        output.append(buffer.data(), n);
+    }
+    int const status = pclose(pipe);
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        throw std::runtime_error(command + " failed: " + output);
+    }
+    return output;
+}
+
+std::string shell_quoted(std::string const& text) {
+    std::string result = "'";
+    for (char c : text) {
+        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return result + "'";
+}
+
+std::string port_of(std::string const& state_dir) {
+    return str::stripws(read_file(state_dir + "/port"));
+}
+
+}  // namespace
+
+std::string odbc_state_dir() {
+    char const* dir = std::getenv("ODBCSYSINI");
+    if (dir == nullptr) {
+        ADD_FAILURE() << "ODBCSYSINI is not set: run the suite through ctest";
+        return "";
+    }
+    return dir;
+}
+
+std::string pg_port() { return port_of(odbc_state_dir()); }
+
+std::string psql(std::string const& database, std::string const& sql,
+                 std::string const& state_dir) {
+    TempDir scratch;
+    write_file(scratch.file("input.sql"), sql);
+    return run("/usr/lib/postgresql/15/bin/psql -X -q -A -t -v ON_ERROR_STOP=1 -h 127.0.0.1 -p " +
+               port_of(state_dir) + " -U postgres -d " + shell_quoted(database) + " -f " +
+               shell_quoted(scratch.file("input.sql")));
+}
+
+std::string fresh_database() {
+    static int counter = 0;
+    ::testing::TestInfo const* test = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = "t_" + std::to_string(getpid()) + "_" + std::to_string(++counter) + "_" +
+                       (test != nullptr ? test->name() : "none");
+    name.resize(std::min<std::size_t>(name.size(), 60));
+    for (char& c : name) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    psql("postgres", "CREATE DATABASE \"" + name + "\";");
+    return name;
+}
+
+std::string pg_source(std::string const& database) { return "DSN=vexa_pg;Database=" + database; }
+
+std::string sqlite_odbc_source(std::string const& file) {
+    return "DSN=vexa_sqlite;Database=" + file;
+}
+
+datastore::DataStoreConfig odbc_config(std::string const& name,
+                                       std::string const& source_parameters) {
+    datastore::DataStoreConfig config;
+    config.type = datastore::odbc;
+    config.instance_name = name;
+    config.extension_name = "libodbc.so";
+    config.extension_path = str::dirname(VEXA_ODBC_PLUGIN);
+    config.source_parameters = source_parameters;
+    return config;
+}
+
+void open_odbc(std::string const& name, std::string const& source_parameters) {
+    std::vector<datastore::DataStoreConfig> configs{odbc_config(name, source_parameters)};
+    datastore::DataStoreParseUtility::initializeDatastoreExtensions(configs);
+}
+
+std::string odbc_open_failed_text(std::string const& name) {
+    return std::string("Extension name/path ") + VEXA_ODBC_PLUGIN + ", instance " + name +
+           " open failed";
+}
+
+datastore::InsertRequest as_sqlite_driver_keeps_it(datastore::InsertRequest run) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.15g", run.header.Duration);
+    run.header.Duration = std::strtod(text, nullptr);
+    return run;
+}
+
+OwnPgServer::OwnPgServer() : state_(str::stripws(run("mktemp -d"))) {
+    run(std::string(VEXA_PG_SERVER_SCRIPT) + " start " + shell_quoted(state_));
+}
+
+OwnPgServer::~OwnPgServer() {
+    try {
+        run(std::string(VEXA_PG_SERVER_SCRIPT) + " stop " + shell_quoted(state_));
+        run("rm -rf " + shell_quoted(state_));
+    } catch (std::exception const& error) {
+        ADD_FAILURE() << error.what();
+    }
+}
+
+std::string OwnPgServer::source() const {
+    return "Driver=/usr/lib/x86_64-linux-gnu/odbc/psqlodbcw.so;Servername=127.0.0.1;Port=" +
+           port_of(state_) + ";Database=postgres;Username=postgres";
+}
+
+void OwnPgServer::halt() {
+    run(std::string(VEXA_PG_SERVER_SCRIPT) + " halt " + shell_quoted(state_));
+}
+
+void OwnPgServer::resume() {
+    run(std::string(VEXA_PG_SERVER_SCRIPT) + " resume " + shell_quoted(state_));
+}
+
+}  // namespace vexa::test
