@@ -1,0 +1,111 @@
+// What a user sees when an ODBC data source cannot be reached: the
+// library's " open failed" with the driver's reason on the log, and an open
+// instance that outlives a restart of its server.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <datastore/datastore.h>
+
+#include "odbc_test_support.h"
+#include "sqlite_datastores.h"
+#include "test_support.h"
+
+namespace {
+
+using vexa::datastore::Row;
+using vexa::test::open_odbc;
+using vexa::test::provider_run;
+using vexa::test::StderrCapture;
+
+class OdbcFailures : public ::testing::Test {
+  protected:
+    void TearDown() override { vexa::datastore::DataStoreParseUtility::clear_db_vector(); }
+
+    // The exception text of opening `source` as "bad", and the log it wrote.
+    void open_bad(std::string const& source) {
+        vexa::test::ScopedLogLevel const level(4);
+        StderrCapture capture;
+        thrown_ = vexa::test::thrown_text([&] { open_odbc("bad", source); });
+        log_ = capture.text();
+    }
+
+    std::string thrown_;
+    std::string log_;
+};
+
+TEST_F(OdbcFailures, AnUnknownDataSourceNameFailsTheOpenWithTheDriverManagersReason) {
+    open_bad("no_such_dsn");
+    EXPECT_EQ(thrown_, vexa::test::odbc_open_failed_text("bad"));
+    EXPECT_EQ(log_,
+              "odbc dsn=no_such_dsn: SQLDriverConnect: [IM002] (0) [unixODBC][Driver Manager]Data "
+              "source name not found and no default driver specified\n");
+}
+
+TEST_F(OdbcFailures, AWrongPasswordFailsTheOpenWithTheServersReason) {
+    open_bad("DSN=vexa_pg;Username=vexa_secret;Password=wrong");
+    EXPECT_EQ(thrown_, vexa::test::odbc_open_failed_text("bad"));
+    EXPECT_NE(log_.find("odbc connection=DSN=vexa_pg;Username=vexa_secret;Password=***: "
+                        "SQLDriverConnect: [08001]"),
+              std::string::npos)
+        << log_;
+    EXPECT_NE(log_.find("password authentication failed for user \"vexa_secret\""),
+              std::string::npos)
+        << log_;
+    EXPECT_EQ(log_.find("wrong"), std::string::npos) << "the password was logged: " << log_;
+}
+
+TEST_F(OdbcFailures, TheRightPasswordOpens) {
+    open_odbc("good", "DSN=vexa_pg;Username=vexa_secret;Password=right|read_only=true");
+    EXPECT_TRUE(vexa::test::extension_of("good")->is_ready());
+}
+
+TEST_F(OdbcFailures, AServerThatIsDownFailsTheOpenWithTheReason) {
+    vexa::test::OwnPgServer server;
+    server.halt();
+    open_bad(server.source());
+    EXPECT_EQ(thrown_, vexa::test::odbc_open_failed_text("bad"));
+    EXPECT_NE(log_.find("SQLDriverConnect: [08001]"), std::string::npos) << log_;
+    EXPECT_NE(log_.find("Connection refused"), std::string::npos) << log_;
+}
+
+TEST_F(OdbcFailures, MalformedSourceParametersFailTheOpen) {
+    open_bad("vexa_pg|readonly=true");
+    EXPECT_EQ(thrown_, vexa::test::odbc_open_failed_text("bad"));
+    EXPECT_EQ(log_, "odbc: malformed source parameters \"vexa_pg|readonly=true\"\n");
+}
+
+TEST_F(OdbcFailures, AnInstanceAnswersAgainAfterItsServerRestarts) {
+    vexa::test::OwnPgServer server;
+    open_odbc("restarting", server.source());
+    vexa::test::TempDir dir;
+    vexa::test::open_sqlite("local", vexa::test::sqlite_params(dir.file("local.db"), false));
+    ASSERT_EQ(vexa::test::insert_run("restarting", provider_run("p", "remote", 1)), 0);
+    ASSERT_EQ(vexa::test::insert_run("local", provider_run("p", "local", 2)), 0);
+
+    std::vector<Row> rows;
+    ASSERT_TRUE(vexa::datastore::select_provider_data({"p"}, rows, ""));
+    EXPECT_EQ(rows.size(), 2u);
+
+    server.halt();
+    {
+        vexa::test::ScopedLogLevel const level(7);
+        StderrCapture capture;
+        EXPECT_TRUE(vexa::datastore::select_provider_data({"p"}, rows, ""));
+        std::string const log = capture.text();
+        ASSERT_EQ(rows.size(), 1u);
+        EXPECT_EQ(rows[0].Hostname, "local");
+        // The server ends its sessions as it stops (57P01).
+        EXPECT_NE(log.find(": connection lost: SQLExecDirect: [57P01]"), std::string::npos) << log;
+    }
+
+    server.resume();
+    EXPECT_TRUE(vexa::datastore::select_provider_data({"p"}, rows, ""));
+    ASSERT_EQ(rows.size(), 2u);
+    EXPECT_EQ(rows[0].Hostname, "remote");
+    EXPECT_EQ(rows[0].datastore_source, "restarting");
+    EXPECT_EQ(vexa::test::insert_run("restarting", provider_run("p", "remote", 3)), 0);
+}
+
+}  // namespace
