@@ -28,12 +28,6 @@ bool same_row(Row const& a, Row const& b) {
            a.datastore_source == b.datastore_source;
 }
 
-void require(bool condition, std::string const& what) {
-    if (!condition) {
-        throw std::runtime_error(what);
-    }
-}
-
 void require_same_rows(std::vector<Row> const& a, std::vector<Row> const& b,
                        std::string const& what) {
     require(a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), same_row),
@@ -105,6 +99,12 @@ std::vector<std::int32_t> latest_rowids(SoleDatastore& datastore,
 }
 
 }  // namespace
+
+void require(bool condition, std::string const& what) {
+    if (!condition) {
+        throw std::runtime_error(what);
+    }
+}
 
 void read_plain(std::string const& file, std::vector<std::string> const& providers,
                 std::string const& source, std::vector<Row>& rows) {

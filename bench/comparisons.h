@@ -30,6 +30,10 @@ struct Comparisons {
     std::vector<Figure> inserts() const;
 };
 
+// Throws std::runtime_error(what) unless `condition` holds: a figure is
+// worth nothing when its work went wrong.
+void require(bool condition, std::string const& what);
+
 // The baseline read: the rows of `providers` from `file` through a plain
 // SQLite connection, stamped with `source`.
 void read_plain(std::string const& file, std::vector<std::string> const& providers,

@@ -32,6 +32,7 @@
 
 #include "comparisons.h"
 #include "datastores.h"
+#include "operations_bench.h"
 #include "report.h"
 #include "workload.h"
 
@@ -247,8 +248,9 @@ int run(Options const& options) {
     copy_without_indexes(comparisons.database, comparisons.database_without_index);
 
     std::vector<Figure> figures = comparisons.reads();
-    for (Figure& figure : comparisons.inserts()) {
-        figures.push_back(std::move(figure));
+    for (auto const& more :
+         {comparisons.inserts(), batched_inserts(comparisons), pruning(comparisons)}) {
+        figures.insert(figures.end(), more.begin(), more.end());
     }
     PairedSamples peaks;
     for (int i = 0; i < options.repetitions; ++i) {
