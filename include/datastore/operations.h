@@ -42,7 +42,7 @@ inline constexpr unsigned short OP_COMMIT_BATCH = 770;
 // in: PruneRequest const*; out: std::uint64_t*, set to the number of rows
 // removed (or, with dry_run, that would be). Answers 1 on a read-only
 // instance unless dry_run is set. Every value is bound, never pasted into
-// the SQL text.
+// the SQL text. Inside an open batch the removal is part of the batch.
 inline constexpr unsigned short OP_PRUNE = 771;
 
 // The result of OP_QUERY_TABLE: the result columns by name, in order, and

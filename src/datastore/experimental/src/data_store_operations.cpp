@@ -73,7 +73,7 @@ bool select_table(std::string const& query, Table& out, std::vector<std::string>
     std::string first_name;
     bool const answered = run_everywhere<Table>(
         OP_QUERY_TABLE, &query, unsupported, [&](std::string const& name, Table&& answer) {
-            if (first_name.empty()) {
+            if (out.columns.empty()) {
                 first_name = name;
                 out.columns.reserve(answer.columns.size() + 1);
                 out.columns.push_back("datastore");
