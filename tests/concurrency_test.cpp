@@ -25,7 +25,7 @@ using vexa::datastore::InsertRequest;
 using vexa::datastore::Row;
 
 constexpr int kThreads = 8;
-constexpr int kRunsPerThread = 40;
+constexpr int kRunsPerThread = 100;
 constexpr int kHostsPerThread = 4;
 std::vector<std::string> const kInstances{"left", "right"};
 
