@@ -208,8 +208,8 @@ TEST_F(Prune, ManyChunksRemoveEveryOldRowAndTheFreedPagesLeaveTheFile) {
 }
 
 TEST_F(Prune, AReaderInAnotherProcessNeverFailsMeanwhile) {
-    constexpr int stored = 100'000;
-    constexpr int kept = 40'000;
+    constexpr int stored = 50'000;
+    constexpr int kept = 20'000;
     std::string const file = dir_.file("rw.db");
     ChildProcess reader([&](ChildProcess& self) {
         if (self.receive() != 'g') {
