@@ -17,10 +17,6 @@
 
 namespace vexa::test {
 
-namespace {
-
-// Runs `command` through the shell; its standard output, or a
-// std::runtime_error with everything it printed when it fails.
 std::string run(std::string const& command) {
     FILE* pipe = popen((command + " 2>&1").c_str(), "r");
     if (pipe == nullptr) {
@@ -38,6 +34,8 @@ std::string run(std::string const& command) {
     }
     return output;
 }
+
+namespace {
 
 std::string shell_quoted(std::string const& text) {
     std::string result = "'";

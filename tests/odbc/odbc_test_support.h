@@ -11,6 +11,10 @@
 
 namespace vexa::test {
 
+// Runs `command` through the shell; what it printed on both streams, or a
+// std::runtime_error with that text when it fails.
+std::string run(std::string const& command);
+
 // The directory of the fixture's ini files; fails the test when unset.
 std::string odbc_state_dir();
 // The loopback port of the fixture's server.
