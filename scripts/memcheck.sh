@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# Runs every test executable of a build tree under valgrind memcheck, two at
+# a time: any memory error, or any leak but those of tests/valgrind.supp,
+# fails the run. Usage: scripts/memcheck.sh BUILD_DIR
+# Each executable runs all its tests in one process (one valgrind start-up
+# per executable rather than per test); its log is BUILD_DIR/memcheck/NAME.log.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=$(realpath "${1:?usage: scripts/memcheck.sh BUILD_DIR}")
+supp="$PWD/tests/valgrind.supp"
+logs="$build/memcheck"
+rm -rf "$logs"
+mkdir -p "$logs"
+
+run_one() {
+  local exe=$1 name
+  name=$(basename "$exe")
+  local start=$SECONDS
+  # The tests' own standard error stays theirs (some compare it exactly):
+  # valgrind writes to the log file. Programs the tests start run natively.
+  if (cd "$(dirname "$exe")" && valgrind --tool=memcheck --quiet \
+        --log-file="$logs/$name.valgrind.%p" \
+        --suppressions="$supp" --error-exitcode=99 \
+        --leak-check=full --show-leak-kinds=definite,indirect,possible \
+        --errors-for-leak-kinds=definite,indirect,possible \
+        --child-silent-after-fork=yes --trace-children=no \
+        "$exe" --gtest_brief=1 > "$logs/$name.log" 2>&1); then
+    echo "memcheck: $name passed ($((SECONDS - start)) s)"
+  else
+    echo "memcheck: $name FAILED ($((SECONDS - start)) s)"
+    cat "$logs/$name.log" "$logs/$name".valgrind.* 2>/dev/null | tail -n 200
+    return 1
+  fi
+}
+export -f run_one
+export supp logs
+
+find "$build/tests" -maxdepth 1 -type f -executable -name '*_test' | sort |
+  xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
