@@ -12,9 +12,14 @@ namespace {
 
 // Rows per chunk: deleting them (and their index entries) takes a few
 // milliseconds, the longest another thread of this process waits.
-constexpr sqlite3_int64 chunk_rows = 5000;
+constexpr sqlite3_int64 chunk_rows = 1000;
 // Pages per step of the incremental vacuum (4 KiB each).
-constexpr int vacuum_pages = 2048;
+constexpr int vacuum_pages = 512;
+// Write-ahead log pages after which a commit copies the log back into the
+// file while pruning: the connection's usual 10,000 would make the one
+// chunk that reaches it wait for 40 MB to be written (0.4 s on a busy
+// machine, against 60 ms with this).
+constexpr int pruning_checkpoint_pages = 250;
 
 // Parameters of the chunk statements: ?1 older_than, ?2 the rowid after
 // which the chunk starts, ?3 its end (or its size), ?4... the providers.
@@ -97,6 +102,32 @@ void vacuum_in_steps(std::mutex& mutex, Database const& db) {
     }
 }
 
+// Lowers the connection's automatic checkpoint to pruning_checkpoint_pages
+// for its life, then restores it.
+class SmallCheckpoints {
+  public:
+    SmallCheckpoints(std::mutex& mutex, Database const& db) : mutex_(mutex), db_(db) {
+        std::lock_guard<std::mutex> const lock(mutex_);
+        ::sqlite3* const connection = open_db(db_);
+        usual_ = integer_of(connection, "PRAGMA wal_autocheckpoint;", usual_);
+        execute(connection,
+                "PRAGMA wal_autocheckpoint=" + std::to_string(pruning_checkpoint_pages) + ";");
+    }
+    ~SmallCheckpoints() {
+        std::lock_guard<std::mutex> const lock(mutex_);
+        if (db_ != nullptr) {
+            sqlite3_wal_autocheckpoint(db_.get(), static_cast<int>(usual_));
+        }
+    }
+    SmallCheckpoints(SmallCheckpoints const&) = delete;
+    SmallCheckpoints& operator=(SmallCheckpoints const&) = delete;
+
+  private:
+    std::mutex& mutex_;
+    Database const& db_;
+    sqlite3_int64 usual_ = 1000;  // SQLite's default
+};
+
 }  // namespace
 
 std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneRequest const& request) {
@@ -109,6 +140,7 @@ std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneReques
                                    condition + ";";
     std::uint64_t total = 0;
     sqlite3_int64 after = std::numeric_limits<sqlite3_int64>::min();
+    SmallCheckpoints const small_checkpoints(mutex, db);
     for (;;) {
         std::lock_guard<std::mutex> const lock(mutex);
         ::sqlite3* const connection = open_db(db);
