@@ -206,6 +206,7 @@ TEST_F(QueryTable, SelectTableSkipsAndNamesDatastoresThatCannotAnswer) {
     register_steered("plain", "");
     open_store("store");
     register_steered("broken", "code=1");
+    register_steered("thrower", "throw=std");
     register_steered("streams", "", std::bitset<2>().set(vexa::datastore::stream));
     ScopedLogLevel debug(7);
     std::vector<std::string> unsupported{"stale"};
@@ -216,7 +217,8 @@ TEST_F(QueryTable, SelectTableSkipsAndNamesDatastoresThatCannotAnswer) {
 
     EXPECT_EQ(err.text(),
               "Operation code 768 unsupported for plain\n"
-              "Operation code 768 failed for broken\n");
+              "Operation code 768 failed for broken\n"
+              "Operation code 768 failed for thrower\n");
     EXPECT_EQ(unsupported, std::vector<std::string>{"plain"});
     EXPECT_EQ(table.columns, (std::vector<std::string>{"datastore", "answer"}));
     EXPECT_EQ(table.rows, (std::vector<Cells>{{"store", "42"}}));
