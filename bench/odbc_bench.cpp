@@ -1,0 +1,298 @@
+// odbc-bench: the ODBC plug-in on a throwaway PostgreSQL server, against
+// psql on the same server in the same run.
+//
+//   odbc-bench [--smoke] [--hosts N] [--repetitions N] [--insert-rows N]
+//
+// The workload is vexa-bench's (hosts x 50 providers x 10 runs; 2,000 hosts
+// make 1,000,000 rows), loaded with psql's \copy, whose rate is the ceiling
+// of the insert figure. Figures: reading every row through
+// select_provider_data vs psql's \copy (SELECT ...) TO /dev/null (medians);
+// the latest rows of one provider with and without the latest-row index;
+// OP_INSERT one row per call vs \copy FROM; the peak resident memory of the
+// read over that of the same rows built in memory. --smoke is 20 hosts
+// (10,000 rows), 1 repetition, 500 inserted rows.
+#include <malloc.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <datastore/datastore.h>
+
+#include "workload.h"
+
+namespace {
+
+using vexa::bench::WorkloadShape;
+using vexa::datastore::Row;
+
+struct Options {
+    WorkloadShape shape;
+    int repetitions = 3;
+    int insert_rows = 20'000;
+};
+
+Options parse_options(int argc, char** argv) {
+    Options options;
+    for (int i = 1; i < argc; ++i) {
+        std::string const arg = argv[i];
+        auto number = [&] {
+            if (i + 1 >= argc) {
+                throw std::invalid_argument(arg + " needs a number");
+            }
+            return std::stoi(argv[++i]);
+        };
+        if (arg == "--smoke") {
+            options.shape.hosts = 20;
+            options.repetitions = 1;
+            options.insert_rows = 500;
+        } else if (arg == "--hosts") {
+            options.shape.hosts = number();
+        } else if (arg == "--repetitions") {
+            options.repetitions = number();
+        } else if (arg == "--insert-rows") {
+            options.insert_rows = number();
+        } else {
+            throw std::invalid_argument("unknown option " + arg);
+        }
+    }
+    return options;
+}
+
+void shell(std::string const& command) {
+    int const status = std::system(command.c_str());
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+        throw std::runtime_error("failed: " + command);
+    }
+}
+
+double seconds_of(void (*work)(void*), void* context) {
+    auto const start = std::chrono::steady_clock::now();
+    work(context);
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+template <typename Work>
+double seconds(Work work) {
+    return seconds_of([](void* w) { (*static_cast<Work*>(w))(); }, &work);
+}
+
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// VmHWM or VmRSS of this process, in KiB.
+long status_kib(char const* key) {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind(key, 0) == 0) {
+            return std::stol(line.substr(std::string(key).size()));
+        }
+    }
+    throw std::runtime_error(std::string("no ") + key + " in /proc/self/status");
+}
+
+// The peak resident memory that `work` adds, in KiB.
+template <typename Work>
+long added_peak_kib(Work work) {
+    malloc_trim(0);
+    std::ofstream("/proc/self/clear_refs") << "5";  // the peak starts again from here
+    long const before = status_kib("VmRSS:");
+    work();
+    return status_kib("VmHWM:") - before;
+}
+
+// The throwaway server, its DSNs in ODBCSYSINI, and psql on it.
+class Server {
+  public:
+    Server() {
+        char dir[] = "/tmp/odbc-bench.XXXXXX";
+        if (mkdtemp(dir) == nullptr) {
+            throw std::runtime_error("cannot make a temporary directory");
+        }
+        state_ = dir;
+        shell(std::string(VEXA_PG_SERVER_SCRIPT) + " start " + state_ + " >/dev/null");
+        setenv("ODBCSYSINI", state_.c_str(), 1);
+        std::ifstream(state_ + "/port") >> port_;
+    }
+    ~Server() {
+        std::system((std::string(VEXA_PG_SERVER_SCRIPT) + " stop " + state_).c_str());
+        std::system(("rm -rf " + state_).c_str());
+    }
+
+    std::string const& state() const { return state_; }
+    void psql(std::string const& database, std::string const& command) const {
+        shell("/usr/lib/postgresql/15/bin/psql -X -q -h 127.0.0.1 -p " + port_ +
+              " -U postgres -v ON_ERROR_STOP=1 -d " + database + " -c \"" + command +
+              "\" >/dev/null");
+    }
+
+  private:
+    std::string state_;
+    std::string port_;
+};
+
+std::string csv_text(std::string const& text) {
+    std::string quoted = "\"";
+    for (char c : text) {
+        quoted += c == '"' ? "\"\"" : std::string(1, c);
+    }
+    return quoted + "\"";
+}
+
+// The workload as CSV in the provider table's column order (rowid aside).
+void write_csv(WorkloadShape const& shape, std::string const& path) {
+    std::ofstream out(path);
+    for (std::size_t i = 0; i < shape.rows(); ++i) {
+        auto const run = vexa::bench::workload_row(shape, i);
+        std::string names;
+        for (std::string const& name : run.header.node_names) {
+            names += (names.empty() ? "" : ",") + name;
+        }
+        char duration[32];
+        std::snprintf(duration, sizeof duration, "%.17g", run.header.Duration);
+        out << csv_text(run.header.Provider) << ',' << csv_text(run.header.Hostname) << ','
+            << run.header.num_nodes << ',' << csv_text(names) << ',' << run.header.Exit_status
+            << ',' << run.header.Timestamp << ',' << duration << ',' << run.header.Encoding << ','
+            << csv_text(run.stdout_text) << ',' << csv_text(run.stderr_text) << ','
+            << csv_text(run.option_id) << ',' << run.header.version << ','
+            << csv_text(run.header.Username) << ',' << run.header.Unique_timestamp << '\n';
+    }
+}
+
+void open_instance(std::string const& name, std::string const& database) {
+    vexa::datastore::DataStoreConfig config;
+    config.type = vexa::datastore::odbc;
+    config.instance_name = name;
+    config.source_parameters = "DSN=vexa_pg;Database=" + database;
+    std::vector<vexa::datastore::DataStoreConfig> configs{config};
+    vexa::datastore::DataStoreParseUtility::initializeDatastoreExtensions(configs);
+}
+
+int control(unsigned short opcode, void const* in, void* out) {
+    auto const controller =
+        vexa::datastore::DataStoreController::createDataStoreController().lock();
+    auto const found = vexa::datastore::DataStoreParseUtility::locate_datastores({"bench"});
+    return controller->control(found.at(0).second, opcode, in, out, nullptr);
+}
+
+void print(std::string const& name, double library, double baseline, std::string const& unit,
+           std::string const& target) {
+    std::printf("%-44s %12.3f %12.3f %-6s %6.2f x  %s\n", name.c_str(), library, baseline,
+                unit.c_str(), library / baseline, target.c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    Options const options = parse_options(argc, argv);
+    Server const server;
+    server.psql("postgres", "CREATE DATABASE bench");
+    server.psql("postgres", "CREATE DATABASE bench_insert");
+    open_instance("bench", "bench");  // creates the schema
+
+    std::string const csv = server.state() + "/workload.csv";
+    write_csv(options.shape, csv);
+    std::string const columns =
+        "provider_datastore(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp, "
+        "Duration, Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp)";
+    double const copy_in = seconds([&] {
+        server.psql("bench", "\\copy " + columns + " FROM '" + csv + "' WITH (FORMAT csv)");
+    });
+    server.psql("bench", "ANALYZE");
+    std::size_t const rows = options.shape.rows();
+    std::vector<std::string> const providers = vexa::bench::provider_names(options.shape.providers);
+    std::string in_list;
+    for (std::string const& provider : providers) {
+        in_list += (in_list.empty() ? "'" : ",'") + provider + "'";
+    }
+
+    std::vector<double> library_reads;
+    std::vector<double> psql_reads;
+    for (int r = 0; r < options.repetitions; ++r) {
+        std::vector<Row> read;
+        library_reads.push_back(seconds([&] {
+            if (!vexa::datastore::select_provider_data(providers, read, "") ||
+                read.size() != rows) {
+                throw std::runtime_error("the library read " + std::to_string(read.size()) +
+                                         " rows, not " + std::to_string(rows));
+            }
+        }));
+        psql_reads.push_back(seconds([&] {
+            server.psql("bench", "\\copy (SELECT * FROM vexa_1 WHERE Provider IN (" + in_list +
+                                     ")) TO '/dev/null'");
+        }));
+    }
+
+    std::vector<Row> read;
+    long const library_peak =
+        added_peak_kib([&] { vexa::datastore::select_provider_data(providers, read, ""); });
+    read.clear();
+    read.shrink_to_fit();
+    long const own_peak = added_peak_kib([&] {
+        for (std::size_t i = 0; i < rows; ++i) {
+            read.push_back(vexa::bench::workload_as_row(options.shape, i, "bench"));
+        }
+    });
+    read.clear();
+    read.shrink_to_fit();
+
+    auto latest = [&] {
+        vexa::datastore::SQLParameters sql;
+        vexa::datastore::ReadParameters parameters;
+        parameters.providers = {providers[providers.size() / 2]};
+        parameters.sql = &sql;
+        std::vector<double> times;
+        std::vector<Row> latest_rows;
+        for (int r = 0; r < std::max(options.repetitions, 5); ++r) {
+            times.push_back(seconds([&] {
+                if (control(vexa::datastore::OP_GET_LATEST_ROWS, &parameters, &latest_rows) != 0) {
+                    throw std::runtime_error("the latest-row query failed");
+                }
+            }));
+        }
+        return median(times);
+    };
+    double const latest_indexed = latest();
+    server.psql("bench", "DROP INDEX provider_datastore_latest");
+    server.psql("bench", "ANALYZE");
+    double const latest_plain = latest();
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+
+    open_instance("bench", "bench_insert");
+    vexa::datastore::InsertRequest request;
+    double const inserting = seconds([&] {
+        for (int i = 0; i < options.insert_rows; ++i) {
+            request = vexa::bench::workload_row(options.shape, static_cast<std::size_t>(i));
+            if (control(vexa::datastore::OP_INSERT, nullptr, &request) != 0) {
+                throw std::runtime_error("OP_INSERT failed");
+            }
+        }
+    });
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+
+    std::printf("workload: %zu rows; %d repetitions, medians of elapsed time\n", rows,
+                options.repetitions);
+    std::printf("%-44s %12s %12s %-6s %8s  %s\n", "figure", "library", "baseline", "unit", "ratio",
+                "target");
+    print("read all rows vs psql \\copy TO /dev/null", median(library_reads), median(psql_reads),
+          "s", "at most 2.0 x");
+    print("latest rows of one provider, index vs none", latest_indexed * 1e3, latest_plain * 1e3,
+          "ms", "");
+    print("OP_INSERT rows/s vs \\copy FROM rows/s", options.insert_rows / inserting,
+          static_cast<double>(rows) / copy_in, "rows/s", "");
+    print("peak memory of the read vs the rows alone", library_peak / 1024.0, own_peak / 1024.0,
+          "MiB", "at most 1.15 x");
+    return 0;
+} catch (std::exception const& error) {
+    std::cerr << "odbc-bench: " << error.what() << "\n";
+    return 1;
+}
