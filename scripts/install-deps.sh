@@ -11,6 +11,7 @@ packages=(
   libcli11-dev nlohmann-json3-dev
   postgresql-15 odbc-postgresql libsqliteodbc unixodbc unixodbc-dev
   clang libclang-rt-dev valgrind
+  chromium prometheus
 )
 
 missing=()
