@@ -53,6 +53,19 @@ std::string create_index_query() {
            "(Provider, Hostname, OptionID, Unique_timestamp DESC);";
 }
 
+// Readers who may not write the directory (other users, read-only
+// instances) can read a WAL database only while its -wal and -shm files
+// exist: keep them when the last connection closes, the log emptied. SQLite
+// gives them the database file's permissions, so whoever may read the file
+// may read them too.
+void keep_log_files(::sqlite3* db) {
+    int keep = 1;
+    sqlite3_file_control(db, "main", SQLITE_FCNTL_PERSIST_WAL, &keep);
+    // Any limit empties the kept log at close; this one is above the
+    // checkpoint interval, so it never cuts the log while it is in use.
+    execute(db, "PRAGMA journal_size_limit=67108864;");
+}
+
 }  // namespace
 
 Database open_read_only(std::string const& path) {
@@ -63,7 +76,7 @@ Database open_read_only(std::string const& path) {
     return db;
 }
 
-Database open_writable(std::string const& path) {
+Database open_writable(std::string const& path, bool full_sync) {
     create_parent_directories(path);
     Database db = open_connection(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
     // SQLite quietly falls back to reading only when the file is
@@ -77,13 +90,15 @@ Database open_writable(std::string const& path) {
     // still without a page: older files keep their mode.
     execute(db.get(), "PRAGMA auto_vacuum=INCREMENTAL;");
     execute(db.get(), "PRAGMA journal_mode=WAL;");
-    // In WAL mode this loses no committed row on a crash of the program, and
-    // spares a disk flush per inserted row.
-    execute(db.get(), "PRAGMA synchronous=NORMAL;");
+    // NORMAL loses no committed row on a crash of the program and spares a
+    // disk flush per inserted row, but a power failure may take the last
+    // commits (never the file's integrity); FULL flushes at every commit.
+    execute(db.get(), full_sync ? "PRAGMA synchronous=FULL;" : "PRAGMA synchronous=NORMAL;");
     // Rows arrive one transaction each; copying the log back into the file
     // every 10,000 pages (about 40 MB) rather than every 1,000 writes each
     // hot page back less often: about a third more rows per second.
     execute(db.get(), "PRAGMA wal_autocheckpoint=10000;");
+    keep_log_files(db.get());
     execute(db.get(), default_create_table_query);
     execute(db.get(), default_create_baseline_query);
     execute(db.get(), default_create_view_query);

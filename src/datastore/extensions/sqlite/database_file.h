@@ -21,10 +21,12 @@ Database open_read_only(std::string const& path);
 // Opens or creates the database file `path` (and its missing parent
 // directories) for reading and writing, creates the provider table, the
 // baseline table, the view and the latest-row index when missing, and
-// switches to the WAL journal. Throws std::runtime_error with the reason when
-// the file cannot be written or is not a database; such a file is left as it
-// was.
-Database open_writable(std::string const& path);
+// switches to the WAL journal, whose -wal and -shm files stay in place for
+// readers who cannot create them. Commits are flushed to disk each time with
+// `full_sync`, otherwise at checkpoints. Throws std::runtime_error with the
+// reason when the file cannot be written or is not a database; such a file
+// is left as it was.
+Database open_writable(std::string const& path, bool full_sync);
 
 }  // namespace vexa::datastore::sqlite_plugin
 

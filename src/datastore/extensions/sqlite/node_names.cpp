@@ -1,10 +1,16 @@
 #include "node_names.h"
 
+#include <stdexcept>
+
 namespace vexa::datastore::sqlite_plugin {
 
 std::string join_node_names(std::vector<std::string> const& names) {
     std::string joined;
     for (std::string const& name : names) {
+        if (name.find(',') != std::string::npos) {
+            throw std::runtime_error("node name \"" + name +
+                                     "\" holds a comma, which separates the stored node names");
+        }
         if (&name != &names.front()) {
             joined += ',';
         }

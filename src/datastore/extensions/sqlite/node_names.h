@@ -9,7 +9,8 @@
 
 namespace vexa::datastore::sqlite_plugin {
 
-// join_node_names({"n1", "n2"}) -> "n1,n2"
+// join_node_names({"n1", "n2"}) -> "n1,n2". Throws std::runtime_error for a
+// name holding a comma, which would come back as two names.
 std::string join_node_names(std::vector<std::string> const& names);
 
 // Replaces `names` with the pieces of `joined`: "n1,n2" -> {"n1", "n2"}.

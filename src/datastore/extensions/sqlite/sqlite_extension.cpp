@@ -5,12 +5,13 @@
 
 #include <datastore/vocabulary.h>
 #include <util/log.h>
-#include <util/str.h>
 
 #include "database_file.h"
 #include "node_names.h"
 #include "planner_statistics.h"
+#include "read_authorizer.h"
 #include "row_reader.h"
+#include "source_settings.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -28,12 +29,27 @@ void bind_text(sqlite3_stmt* statement, int index, std::string const& text) {
     sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
 }
 
-// The library reports only that the instance did not open; the reason goes
-// to the log. Nothing may escape open_instance(), not even from logging.
-void log_open_failure(std::string const& text) noexcept {
+// The library reports only that an operation failed; the reason goes to the
+// log, "sqlite3 PATH: reason" ("sqlite3: reason" before a path is known).
+// Nothing may escape open_instance(), not even from logging.
+void log_failure(std::string const& path, char const* reason) noexcept {
     try {
-        log::ErrorLog(4).stream() << text;
+        log::ErrorLog(4).stream() << "sqlite3" << (path.empty() ? "" : " ") << path << ": "
+                                  << reason;
     } catch (...) {
+    }
+}
+
+// Runs `body`, logging the reason of any failure before passing it on: it is
+// SQLite's own text ("database is locked", "database or disk is full", ...),
+// which callers see only as a failed operation.
+template <typename Body>
+auto logging_failure(std::string const& path, Body body) -> decltype(body()) {
+    try {
+        return body();
+    } catch (std::exception const& error) {
+        log_failure(path, error.what());
+        throw;
     }
 }
 
@@ -73,26 +89,19 @@ void SqliteExtension::close() noexcept {
 int SqliteExtension::open_instance(std::string const& source_parameters) {
     std::lock_guard<std::mutex> const lock(mutex_);
     close();
+    path_.clear();
     try {
-        std::string source = DEFAULT_DATA_SOURCE;
-        bool read_only = false;
-        if (!parse_sqlite_params(source_parameters, source, read_only)) {
-            log_open_failure("sqlite3: malformed source parameters \"" + source_parameters + "\"");
-            return OPERATION_UNSUCCESSFULL;
-        }
-        read_only_ = read_only;
-        path_ = str::wordexp(source);
-        if (path_.empty()) {
-            throw std::runtime_error("no database file named");
-        }
-        db_ = read_only_ ? open_read_only(path_) : open_writable(path_);
+        SourceSettings const settings = read_source_settings(source_parameters);
+        read_only_ = settings.read_only;
+        path_ = settings.path;
+        db_ = read_only_ ? open_read_only(path_) : open_writable(path_, settings.full_sync);
         if (!read_only_) {
             insert_statement_ = prepare(db_.get(), insert_query());
         }
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
         close();
-        log_open_failure("sqlite3 " + path_ + ": " + error.what());
+        log_failure(path_, error.what());
     } catch (...) {
         close();
     }
@@ -122,22 +131,25 @@ bool SqliteExtension::select(std::string query, std::vector<Row>& out,
         refresh_planner_statistics(db_.get());
         inserted_since_analysis_ = false;
     }
-    Statement const statement = prepare(db_.get(), query);
-    if (statement == nullptr) {
-        return true;  // a text of blanks or comments holds no statement and no rows
-    }
-    if (sqlite3_stmt_readonly(statement.get()) == 0) {
-        throw std::runtime_error("not a read-only statement: " + query);
-    }
-    RowReader const reader(statement.get(), fields);
-    int rc;
-    while ((rc = sqlite3_step(statement.get())) == SQLITE_ROW) {
-        reader.read(out.emplace_back());
-    }
-    if (rc != SQLITE_DONE) {
-        fail(db_.get());
-    }
-    return true;
+    return logging_failure(path_, [&] {
+        ReadAuthorizer const authorizer(db_.get());
+        Statement const statement = prepare(db_.get(), query);
+        if (statement == nullptr) {
+            return true;  // a text of blanks or comments holds no statement and no rows
+        }
+        if (sqlite3_stmt_readonly(statement.get()) == 0) {
+            throw std::runtime_error("not a read-only statement: " + query);
+        }
+        RowReader const reader(statement.get(), fields);
+        int rc;
+        while ((rc = sqlite3_step(statement.get())) == SQLITE_ROW) {
+            reader.read(out.emplace_back());
+        }
+        if (rc != SQLITE_DONE) {
+            fail(db_.get());
+        }
+        return true;
+    });
 }
 
 bool SqliteExtension::insert(provider::header const& header, std::string const& option_id,
@@ -146,28 +158,30 @@ bool SqliteExtension::insert(provider::header const& header, std::string const& 
     if (insert_statement_ == nullptr) {
         return false;  // read-only, or not open
     }
-    sqlite3_stmt* const s = insert_statement_.get();
-    ResetOnExit const reset{s};
-    std::string const node_names = join_node_names(header.node_names);
-    bind_text(s, 1, header.Provider);
-    bind_text(s, 2, header.Hostname);
-    sqlite3_bind_int(s, 3, header.num_nodes);
-    bind_text(s, 4, node_names);
-    sqlite3_bind_int(s, 5, header.Exit_status);
-    sqlite3_bind_int64(s, 6, header.Timestamp);
-    sqlite3_bind_double(s, 7, header.Duration);
-    sqlite3_bind_int(s, 8, header.Encoding);
-    bind_text(s, 9, stdout_text);
-    bind_text(s, 10, stderr_text);
-    bind_text(s, 11, option_id);
-    sqlite3_bind_int(s, 12, header.version);
-    bind_text(s, 13, header.Username);
-    sqlite3_bind_int64(s, 14, header.Unique_timestamp);
-    if (sqlite3_step(s) != SQLITE_DONE) {
-        fail(db_.get());
-    }
-    inserted_since_analysis_ = true;
-    return true;
+    return logging_failure(path_, [&] {
+        sqlite3_stmt* const s = insert_statement_.get();
+        ResetOnExit const reset{s};
+        std::string const node_names = join_node_names(header.node_names);
+        bind_text(s, 1, header.Provider);
+        bind_text(s, 2, header.Hostname);
+        sqlite3_bind_int(s, 3, header.num_nodes);
+        bind_text(s, 4, node_names);
+        sqlite3_bind_int(s, 5, header.Exit_status);
+        sqlite3_bind_int64(s, 6, header.Timestamp);
+        sqlite3_bind_double(s, 7, header.Duration);
+        sqlite3_bind_int(s, 8, header.Encoding);
+        bind_text(s, 9, stdout_text);
+        bind_text(s, 10, stderr_text);
+        bind_text(s, 11, option_id);
+        sqlite3_bind_int(s, 12, header.version);
+        bind_text(s, 13, header.Username);
+        sqlite3_bind_int64(s, 14, header.Unique_timestamp);
+        if (sqlite3_step(s) != SQLITE_DONE) {
+            fail(db_.get());
+        }
+        inserted_since_analysis_ = true;
+        return true;
+    });
 }
 
 }  // namespace vexa::datastore::sqlite_plugin

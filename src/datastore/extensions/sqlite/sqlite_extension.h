@@ -20,11 +20,12 @@ class SqliteExtension : public interface {
     SqliteExtension();
     ~SqliteExtension() override;
 
-    // Reads "source=PATH|read_only=true|false" (either order, the path
-    // possibly quoted; missing items default to DEFAULT_DATA_SOURCE and
-    // writable), expands "$HOME" and the like in the path and opens the file.
-    // Returns 0, or 1 when the text is malformed or the file cannot be opened
-    // as asked; the reason is logged at level 4. Never throws.
+    // Reads "source=PATH|read_only=true|false|synchronous=normal|full" (any
+    // order, the path possibly quoted; missing items default to
+    // DEFAULT_DATA_SOURCE, writable and normal), expands variables and a
+    // leading "~" in the path and opens the file. Returns 0, or 1 when the
+    // text is malformed, holds an unknown key or value, or the file cannot be
+    // opened as asked; the reason is logged at level 4. Never throws.
     int open_instance(std::string const& source_parameters) override;
     // Whether the database is open.
     bool is_ready() override;
@@ -33,11 +34,14 @@ class SqliteExtension : public interface {
 
     // Runs the first statement of `query` (whatever follows is ignored) and
     // appends its rows. Throws std::runtime_error with SQLite's text on an
-    // SQL error, and refuses a statement that would write.
+    // SQL error, and refuses a statement that would write, attach, detach,
+    // open a transaction or change a setting; the reason is logged at level 4.
     bool select(std::string query, std::vector<Row>& out,
                 std::map<std::string, int> const& fields) override;
     // Appends one row to the provider table; SQLite numbers it. False on a
-    // read-only instance, which is never written.
+    // read-only instance, which is never written. Throws std::runtime_error,
+    // its reason logged at level 4, when SQLite fails or a node name holds a
+    // comma.
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
