@@ -48,17 +48,22 @@ struct Outcome {
 
 // Runs the tool with `args`, `input` on its standard input and the caller's
 // environment changed by `env` (an empty value removes the variable). Its
-// standard error goes to `stderr_fd` when that is given, and is then not
-// part of the outcome.
+// standard error goes to `stderr_fd` and its standard output to `stdout_fd`
+// when they are given, and are then not part of the outcome.
 Outcome spawn_tool(std::vector<std::string> const& args, std::string const& input,
-                   std::map<std::string, std::string> const& env, int stderr_fd = -1) {
+                   std::map<std::string, std::string> const& env, int stderr_fd = -1,
+                   int stdout_fd = -1) {
     TempDir io;
     write_file(io.file("in"), input);
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_addopen(&actions, 0, io.file("in").c_str(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, io.file("out").c_str(),
-                                     O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    if (stdout_fd >= 0) {
+        posix_spawn_file_actions_adddup2(&actions, stdout_fd, 1);
+    } else {
+        posix_spawn_file_actions_addopen(&actions, 1, io.file("out").c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    }
     if (stderr_fd >= 0) {
         posix_spawn_file_actions_adddup2(&actions, stderr_fd, 2);
     } else {
@@ -102,19 +107,50 @@ Outcome spawn_tool(std::vector<std::string> const& args, std::string const& inpu
     int status = 0;
     waitpid(pid, &status, 0);
     outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    outcome.out = read_file(io.file("out"));
+    outcome.out = stdout_fd >= 0 ? "" : read_file(io.file("out"));
     outcome.err = stderr_fd >= 0 ? "" : read_file(io.file("err"));
     return outcome;
 }
 
-std::string readable_utc(std::int64_t seconds) {
-    std::time_t time = static_cast<std::time_t>(seconds);
-    std::tm utc{};
-    gmtime_r(&time, &utc);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
-    return text;
-}
+// A pseudo-terminal for the tool's standard output or error, read while the
+// tool runs so that a full terminal buffer never stalls it.
+class PseudoTerminal {
+  public:
+    PseudoTerminal() : terminal_(posix_openpt(O_RDWR | O_NOCTTY)) {
+        if (terminal_ >= 0 && grantpt(terminal_) == 0 && unlockpt(terminal_) == 0) {
+            side_ = open(ptsname(terminal_), O_RDWR | O_NOCTTY);
+        }
+        reader_ = std::thread([this] {
+            char buffer[4096];
+            ssize_t n;
+            while (terminal_ >= 0 && (n = read(terminal_, buffer, sizeof buffer)) > 0) {
+                shown_.append(buffer, static_cast<std::size_t>(n));
+            }
+        });
+    }
+    ~PseudoTerminal() { shown(); }
+    PseudoTerminal(PseudoTerminal const&) = delete;
+    PseudoTerminal& operator=(PseudoTerminal const&) = delete;
+
+    // The descriptor to hand to the tool; -1 when no terminal could be made.
+    int side() const { return side_; }
+
+    // Everything shown, once the tool has ended.
+    std::string const& shown() {
+        if (reader_.joinable()) {
+            close(side_);  // the reader sees the end once no process holds the terminal
+            reader_.join();
+            close(terminal_);
+        }
+        return shown_;
+    }
+
+  private:
+    int terminal_;
+    int side_ = -1;
+    std::string shown_;
+    std::thread reader_;
+};
 
 // Every test has its own HOME, so the default datastore is a fresh file.
 class ToolInScratchHome : public ::testing::Test {
@@ -127,12 +163,14 @@ class ToolInScratchHome : public ::testing::Test {
     }
 
     Outcome run(std::vector<std::string> const& args, std::string const& input = "",
-                std::map<std::string, std::string> env = {}, int stderr_fd = -1) {
+                std::map<std::string, std::string> env = {}, int stderr_fd = -1,
+                int stdout_fd = -1) {
         env.emplace("HOME", home_);
         env.emplace("TZ", "UTC");
         env.emplace("COLUMNS", "200");
         env.emplace("USER", "tester");
-        return spawn_tool(args, input, env, stderr_fd);
+        env.emplace("VEXA_DATASTORE_CONFIG", "");
+        return spawn_tool(args, input, env, stderr_fd, stdout_fd);
     }
 
     // Runs the tool expecting success and nothing on standard error.
@@ -264,11 +302,24 @@ TEST_F(ToolInScratchHome, UsageErrorsExitWithStatusTwoAndOneLine) {
     };
     std::vector<Case> const cases{
         {{}, "a command is required (see --help)"},
-        {{"frobnicate"}, "The following argument was not expected: frobnicate (see --help)"},
-        {{"--format", "xml", "hosts"}, "--format: xml not in {table,json,csv} (see --help)"},
-        {{"latest"}, "--provider is required (see --help)"},
-        {{"select", "-w", "1=1"}, "--provider is required (see --help)"},
+        {{"frobnicate"}, "unknown command 'frobnicate' (see --help)"},
+        {{"sumary"}, "unknown command 'sumary'; did you mean 'summary'?"},
+        {{"--format", "xml", "hosts"}, "--format: xml not in {table,json,jsonl,csv} (see --help)"},
+        {{"--sort", "name", "hosts"}, "--sort: name not in {time} (see --help)"},
         {{"latest", "-p", " "}, "--provider: a name must not be blank (see --help)"},
+        {{"latest", "-p", "x') OR ('1'='1"},
+         "--provider: a name must not hold a single quote (the datastores' queries cannot carry "
+         "it) (see --help)"},
+        {{"summary", "-H", "node'1"},
+         "--host: a name must not hold a single quote (the datastores' queries cannot carry it) "
+         "(see --help)"},
+        {{"stale"}, "--older-than is required (see --help)"},
+        {{"stale", "--older-than", "15x"},
+         "--older-than: \"15x\" is not a duration (a number and s, m, h, d or w, e.g. 15m or 30d)"},
+        {{"select", "--since", "yesterday"},
+         "--since: \"yesterday\" is neither a duration (15m, 30d) nor a date (2026-11-22, "
+         "2026-11-22 04:21:59)"},
+        {{"prune"}, "--older-than is required (see --help)"},
         {{"demo", "--hosts", "0"}, "--hosts: Value 0 not in range 1 to 999 (see --help)"},
         {{"demo", "--providers", "10"}, "--providers: Value 10 not in range 1 to 9 (see --help)"},
         {{"sql"}, "query is required (see --help)"},
@@ -285,7 +336,8 @@ TEST_F(ToolInScratchHome, UsageErrorsExitWithStatusTwoAndOneLine) {
 }
 
 TEST_F(ToolInScratchHome, GlobalOptionsMayFollowTheCommand) {
-    EXPECT_EQ("[]\n", output_of({"latest", "-p", "cpu_load", "--format", "json"}));
+    output_of({"insert"}, "");
+    EXPECT_EQ("[]\n", output_of({"latest", "--format", "json"}));
 }
 
 // --- demo and summary ----------------------------------------------------------
@@ -317,26 +369,11 @@ TEST_F(ToolInScratchHome, DemoWithDefaultsFillsTheDefaultDatastoreWithinSeconds)
 }
 
 TEST_F(ToolInScratchHome, ProgressIsShownOnlyOnATerminal) {
-    int terminal = posix_openpt(O_RDWR | O_NOCTTY);
-    ASSERT_GE(terminal, 0);
-    ASSERT_EQ(0, grantpt(terminal));
-    ASSERT_EQ(0, unlockpt(terminal));
-    int side = open(ptsname(terminal), O_RDWR | O_NOCTTY);
-    ASSERT_GE(side, 0);
-    // Read while the demo runs, so a full terminal buffer never stalls it.
-    std::string shown;
-    std::thread reader([&] {
-        char buffer[4096];
-        ssize_t n;
-        while ((n = read(terminal, buffer, sizeof buffer)) > 0) {
-            shown.append(buffer, static_cast<std::size_t>(n));
-        }
-    });
+    PseudoTerminal terminal;
+    ASSERT_GE(terminal.side(), 0);
     // Large enough to take well over the second after which progress shows.
-    Outcome outcome = run({"demo", "--hosts", "999", "--runs", "6"}, "", {}, side);
-    close(side);  // the reader sees the end once no process holds the terminal
-    reader.join();
-    close(terminal);
+    Outcome outcome = run({"demo", "--hosts", "999", "--runs", "6"}, "", {}, terminal.side());
+    std::string shown = terminal.shown();
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ(0u, outcome.out.find("stored 53946 records")) << "standard output stays clean";
     EXPECT_NE(std::string::npos, shown.find("\rstoring demo results: ")) << shown;
@@ -346,7 +383,7 @@ TEST_F(ToolInScratchHome, ProgressIsShownOnlyOnATerminal) {
 
 TEST_F(ToolInScratchHome, SummaryAgreesWithTheRowsDemoWrote) {
     output_of({"demo", "--hosts", "5", "--providers", "4", "--runs", "3"});
-    json rows = json_of({"sql", "SELECT * FROM vexa_1"});
+    json rows = json_of({"select"});
     ASSERT_EQ(60u, rows.size());
 
     // The latest result of every provider and host, worked out from all rows.
@@ -364,9 +401,15 @@ TEST_F(ToolInScratchHome, SummaryAgreesWithTheRowsDemoWrote) {
     }
     ASSERT_EQ(4u, latest.size());
 
+    json everything = json_of({"summary"});
+    ASSERT_EQ(4u, everything.size());
     json summary = json_of({"summary", "--failed"});
-    ASSERT_EQ(4u, summary.size());
+    ASSERT_GE(summary.size(), 1u);
     int failures = 0;
+    for (auto const& line : everything) {
+        auto const& hosts = latest.at(line["Provider"]);
+        EXPECT_EQ(hosts.size(), line["hosts"]);
+    }
     for (auto const& line : summary) {
         auto const& hosts = latest.at(line["Provider"]);
         std::vector<std::string> failed;
@@ -381,19 +424,24 @@ TEST_F(ToolInScratchHome, SummaryAgreesWithTheRowsDemoWrote) {
         EXPECT_EQ(hosts.size() - failed.size(), line["passed"]);
         EXPECT_EQ(failed.size(), line["failed"]);
         EXPECT_EQ(failed, line["failed_hosts"]);
-        EXPECT_EQ(readable_utc(newest), line["newest"]);
+        EXPECT_EQ(newest, line["newest"]) << "JSON keeps the stored number";
+        EXPECT_FALSE(failed.empty()) << "--failed lists only providers with failures";
         failures += static_cast<int>(failed.size());
     }
     // node003's /scratch is full by the third round.
-    ASSERT_EQ("disk_usage", summary[1]["Provider"]);
-    EXPECT_EQ(json({"node003"}), summary[1]["failed_hosts"]);
+    auto disk = std::find_if(summary.begin(), summary.end(),
+                             [](json const& line) { return line["Provider"] == "disk_usage"; });
+    ASSERT_NE(summary.end(), disk);
+    EXPECT_EQ(json({"node003"}), (*disk)["failed_hosts"]);
     EXPECT_GE(failures, 1);
 }
 
 TEST_F(ToolInScratchHome, DemoWritesRealisticIncreasingUniqueRecords) {
     output_of({"demo", "--hosts", "6", "--runs", "2"});
     output_of({"demo", "--hosts", "6", "--runs", "2"});
-    json rows = json_of({"sql", "SELECT * FROM vexa_1 ORDER BY rowid"});
+    json rows = json_of({"select"});
+    std::sort(rows.begin(), rows.end(),
+              [](json const& a, json const& b) { return a["rowid"] < b["rowid"]; });
     ASSERT_EQ(2u * 2u * 6u * 9u, rows.size());
     std::int64_t previous = 0;
     std::set<std::string> hosts;
@@ -427,23 +475,54 @@ TEST_F(ToolInScratchHome, DemoWritesRealisticIncreasingUniqueRecords) {
 
 TEST_F(ToolInScratchHome, SummaryOfNamedProvidersAndHosts) {
     output_of({"demo", "--hosts", "4", "--runs", "3"});
-    json summary = json_of({"summary", "-p", "disk_usage,no_such_provider", "-H", "node003"});
+    json summary = json_of({"summary", "-p", "disk_usage,memory", "-H", "node003"});
     ASSERT_EQ(2u, summary.size());
     EXPECT_EQ("disk_usage", summary[0]["Provider"]);
     EXPECT_EQ(1, summary[0]["hosts"]);
     EXPECT_EQ(0, summary[0]["passed"]);
     EXPECT_EQ(1, summary[0]["failed"]);
-    EXPECT_EQ(json({{"Provider", "no_such_provider"},
-                    {"hosts", 0},
-                    {"passed", 0},
-                    {"failed", 0},
-                    {"newest", ""}}),
-              summary[1]);
+    EXPECT_EQ("memory", summary[1]["Provider"]);
+
+    for (std::string command : {"summary", "latest", "select", "stale"}) {
+        std::vector<std::string> args{command, "-p", "disk_usag"};
+        if (command == "stale") {
+            args.insert(args.end(), {"--older-than", "1h"});
+        }
+        Outcome outcome = run(args);
+        EXPECT_EQ(1, outcome.status) << command;
+        EXPECT_EQ("vexa-datastore: no provider 'disk_usag'; did you mean 'disk_usage'?\n",
+                  outcome.err);
+        EXPECT_EQ("", outcome.out);
+    }
+    Outcome outcome = run({"summary", "-p", "frobnitz"});
+    EXPECT_EQ("vexa-datastore: no provider 'frobnitz'\n", outcome.err);
 }
 
 TEST_F(ToolInScratchHome, SummaryOfAnEmptyDatastoreSaysSo) {
+    EXPECT_EQ("stored no records\n", output_of({"insert"}, ""));
     EXPECT_EQ("(no rows)\n", output_of({"summary"}));
     EXPECT_EQ("[]\n", output_of({"summary", "--format", "json"}));
+}
+
+TEST_F(ToolInScratchHome, ReadingCommandsNeverCreateTheDatastore) {
+    for (std::vector<std::string> args : {std::vector<std::string>{"summary"},
+                                          {"latest"},
+                                          {"select"},
+                                          {"hosts"},
+                                          {"providers"},
+                                          {"host", "node001"},
+                                          {"stale", "--older-than", "1h"},
+                                          {"sql", "SELECT 1"}}) {
+        Outcome outcome = run(args);
+        EXPECT_EQ(1, outcome.status) << args[0];
+        EXPECT_EQ("vexa-datastore: cannot open datastore \"vexa_default\" at " +
+                      default_database() +
+                      ": it does not exist yet (create it with \"vexa-datastore demo\" or "
+                      "\"vexa-datastore insert\")\n",
+                  outcome.err);
+        EXPECT_EQ("", outcome.out);
+    }
+    EXPECT_FALSE(exists(home_ + "/.vexa"));
 }
 
 // --- reading known rows --------------------------------------------------------
@@ -455,7 +534,7 @@ TEST_F(ToolWithKnownRows, LatestGivesTheNewestRowPerHost) {
 
 TEST_F(ToolWithKnownRows, SelectGivesEveryRowUnderTheCondition) {
     EXPECT_EQ(json({kFirstNode001, kNode002, kLatestNode001}),
-              json_of({"select", "-p", "cpu_load"}));
+              json_of({"select", "-p", "cpu_load", "--sort", "time"}));
     EXPECT_EQ(json({kLatestNode001}),
               json_of({"select", "-p", "cpu_load", "-w", "Exit_status != 0"}));
 }
@@ -469,19 +548,32 @@ TEST_F(ToolWithKnownRows, HostsGivesTheHostRecords) {
     EXPECT_EQ("", hosts[0]["Username"]);
 }
 
-TEST_F(ToolWithKnownRows, SqlRunsTheQueryText) {
-    EXPECT_EQ(json({kLatestNode001, kFirstNode001}),
-              json_of({"sql",
-                       "SELECT * FROM vexa_1 WHERE Hostname = 'node001' AND "
-                       "Provider = 'cpu_load' ORDER BY Unique_timestamp DESC"}));
+TEST_F(ToolWithKnownRows, SqlPrintsAnyColumns) {
+    std::string const query =
+        "SELECT Provider, count(*) AS n, MAX(Unique_timestamp) AS newest, NULL AS missing, "
+        "'007' AS code FROM vexa_1 GROUP BY Provider ORDER BY Provider";
+    EXPECT_EQ(json::parse(R"([
+        {"datastore": "vexa_default", "Provider": "cpu_load", "n": 3,
+         "newest": 1700000600000000, "missing": null, "code": "007"},
+        {"datastore": "vexa_default", "Provider": "uname", "n": 1,
+         "newest": 1700000000000000, "missing": null, "code": "007"}])"),
+              json_of({"sql", query}));
+    EXPECT_EQ(
+        "datastore     Provider  n            newest  missing  code\n"
+        "------------  --------  -  ----------------  -------  ----\n"
+        "vexa_default  cpu_load  3  1700000600000000           007\n"
+        "vexa_default  uname     1  1700000000000000           007\n",
+        output_of({"sql", query}));
 }
 
 TEST_F(ToolWithKnownRows, TableShowsTheScannedColumnsWithReadableTimes) {
     EXPECT_EQ(
-        "Provider  Hostname  Exit_status  Timestamp            STDOUT               STDERR\n"
-        "--------  --------  -----------  -------------------  -------------------  -------------\n"
-        "cpu_load  node001             1  2023-11-14 22:23:20  load average: 99.00  load too high\n"
-        "cpu_load  node002             0  2023-11-14 22:14:20  load average: 1.00\n",
+        "Provider  Hostname  Exit_status  Timestamp                STDOUT               STDERR\n"
+        "--------  --------  -----------  -----------------------  -------------------  "
+        "-------------\n"
+        "cpu_load  node001             1  2023-11-14 22:23:20 UTC  load average: 99.00  load too "
+        "high\n"
+        "cpu_load  node002             0  2023-11-14 22:14:20 UTC  load average: 1.00\n",
         output_of({"latest", "-p", "cpu_load"}));
 }
 
@@ -494,29 +586,38 @@ TEST_F(ToolWithKnownRows, CsvHasEveryColumn) {
         output_of({"--format", "csv", "latest", "-p", "cpu_load", "-H", "node001"}));
 }
 
-TEST_F(ToolWithKnownRows, JsonOutputCanBeStoredAgain) {
-    json rows = json_of({"select", "-p", "cpu_load,uname"});
-    ASSERT_EQ(4u, rows.size());
-    std::string lines;
-    for (auto const& row : rows) {
-        lines += row.dump() + "\n";
-    }
+TEST_F(ToolWithKnownRows, JsonLinesOutputCanBeStoredAgain) {
+    std::string lines = output_of({"--format", "jsonl", "select", "--sort", "time"});
+    ASSERT_EQ(4, std::count(lines.begin(), lines.end(), '\n'));
     TempDir other_home;
     Outcome stored = spawn_tool({"insert"}, lines,
                                 {{"HOME", other_home.path()}, {"TZ", "UTC"}, {"USER", "tester"}});
     EXPECT_EQ(0, stored.status) << stored.err;
-    Outcome again = spawn_tool({"--format", "json", "select", "-p", "cpu_load,uname"}, "",
+    Outcome again = spawn_tool({"--format", "jsonl", "select", "--sort", "time"}, "",
                                {{"HOME", other_home.path()}, {"TZ", "UTC"}});
     EXPECT_EQ(0, again.status) << again.err;
-    EXPECT_EQ(rows, json::parse(again.out));
+    // The same records, numbered anew by the other datastore.
+    auto without_rowids = [](std::string const& text) {
+        std::vector<json> rows;
+        std::istringstream in(text);
+        for (std::string line; std::getline(in, line);) {
+            rows.push_back(json::parse(line));
+            rows.back().erase("rowid");
+        }
+        return rows;
+    };
+    EXPECT_EQ(without_rowids(lines), without_rowids(again.out));
+    EXPECT_EQ(json::parse(lines.substr(0, lines.find('\n'))),
+              json_of({"select", "--sort", "time"})[0])
+        << "one JSON Lines record is one JSON array element";
 }
 
 TEST_F(ToolWithKnownRows, NoMatchingRowsIsNotAFailure) {
-    EXPECT_EQ("(no rows)\n", output_of({"latest", "-p", "memory"}));
+    EXPECT_EQ("(no rows)\n", output_of({"latest", "-p", "cpu_load", "-H", "node009"}));
     EXPECT_EQ("[]\n", output_of({"--format", "json", "select", "-p", "cpu_load", "-w", "1 = 0"}));
     EXPECT_EQ(
-        "rowid,Provider,Hostname,num_nodes,node_names,Exit_status,Timestamp,Duration,Encoding,"
-        "STDOUT,STDERR,OptionID,version,Username,Unique_timestamp,datastore_source\r\n",
+        "datastore,rowid,Provider,Hostname,num_nodes,node_names,Exit_status,Timestamp,Duration,"
+        "Encoding,STDOUT,STDERR,OptionID,version,Username,Unique_timestamp\r\n",
         output_of({"--format", "csv", "sql", "SELECT * FROM vexa_1 WHERE Provider = 'memory'"}));
 }
 
@@ -545,8 +646,8 @@ TEST_F(ToolWithKnownRows, VerboseShowsTheLibrarysDiagnostics) {
     Outcome outcome = run({"-v", "sql", "SELEC 1"});
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(
-        "Generic querying of data failed for \"vexa_default\"\n"
-        "Operation code 514 failed for vexa_default\n"
+        "Datastore \"vexa_default\": near \"SELEC\": syntax error\n"
+        "Operation code 768 failed for vexa_default\n"
         "vexa-datastore: datastore \"vexa_default\" failed to run the query \"SELEC 1\": near "
         "\"SELEC\": syntax error\n",
         outcome.err);
@@ -571,24 +672,39 @@ TEST_F(ToolInScratchHome, TablesFitTheWidthAndShortenLongTexts) {
     output_of({"insert"},
               R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000000, "STDOUT": ")" +
                   long_text + R"(", "STDERR": "line one\nline two\nline three"})" + "\n");
+    // On a terminal, lines end in CR LF.
+    auto on_terminal = [&](std::vector<std::string> const& args, std::string const& columns) {
+        PseudoTerminal terminal;
+        Outcome outcome = run(args, "", {{"COLUMNS", columns}}, -1, terminal.side());
+        EXPECT_EQ(0, outcome.status) << outcome.err;
+        std::string shown = terminal.shown();
+        shown.erase(std::remove(shown.begin(), shown.end(), '\r'), shown.end());
+        return shown;
+    };
     std::string const fitted =
-        "Provider  Hostname  Exit_status  Timestamp            STDOUT        STDERR\n"
-        "--------  --------  -----------  -------------------  ------------  ------------\n"
-        "p         h                   0  2023-11-14 22:13:20  xxxxxxxxxxx\u2026  line one "
-        "li\u2026\n";
-    Outcome outcome = run({"latest", "-p", "p"}, "", {{"COLUMNS", "80"}});
-    EXPECT_EQ(0, outcome.status);
-    EXPECT_EQ(fitted, outcome.out);
-    outcome = run({"latest", "-p", "p"}, "", {{"COLUMNS", ""}});
-    EXPECT_EQ(fitted, outcome.out) << "80 columns when COLUMNS is unset and no terminal";
-
+        "Provider  Hostname  Exit_status  Timestamp                STDOUT      STDERR\n"
+        "--------  --------  -----------  -----------------------  ----------  ----------\n"
+        "p         h                   0  2023-11-14 22:13:20 UTC  xxxxxxxxx\u2026  line "
+        "one \u2026\n";
+    EXPECT_EQ(fitted, on_terminal({"latest", "-p", "p"}, "80"));
     // Too narrow for anything: every column shortened to five, lines overflow.
-    outcome = run({"latest", "-p", "p"}, "", {{"COLUMNS", "20"}});
     EXPECT_EQ(
         "Prov\u2026  Host\u2026  Exit\u2026  Time\u2026  STDO\u2026  STDE\u2026\n"
         "-----  -----  -----  -----  -----  -----\n"
         "p      h          0  2023\u2026  xxxx\u2026  line\u2026\n",
-        outcome.out);
+        on_terminal({"latest", "-p", "p"}, "20"));
+
+    // --wide, or output that is not a terminal, is never cut.
+    std::string const whole_table =
+        "Provider  Hostname  Exit_status  Timestamp                STDOUT" +
+        std::string(300 - 6 + 2, ' ') + "STDERR\n" +
+        "--------  --------  -----------  -----------------------  " + std::string(300, '-') +
+        "  ----------------------------\n" +
+        "p         h                   0  2023-11-14 22:13:20 UTC  " + long_text +
+        "  line one line two line three\n";
+    EXPECT_EQ(whole_table, on_terminal({"latest", "-p", "p", "--wide"}, "80"));
+    Outcome outcome = run({"latest", "-p", "p"}, "", {{"COLUMNS", "80"}});
+    EXPECT_EQ(whole_table, outcome.out);
 
     json whole = json_of({"latest", "-p", "p"});
     EXPECT_EQ(long_text, whole[0]["STDOUT"]);
@@ -698,13 +814,15 @@ TEST_F(ToolInScratchHome, AReadOnlyDatastoreStopsInsertAndDemoAtTheFirstRecord) 
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("stored no records\n", outcome.out);
     EXPECT_EQ(
-        "vexa-datastore: standard input line 1: no datastore stored the record (tried \"ro\"; "
-        "read-only?)\n",
+        "vexa-datastore: standard input line 1: no datastore stored the record (tried \"ro\" "
+        "(sqlite3 " +
+            file("ro.db") + " (read-only)))\n",
         outcome.err);
     outcome = run({"--config", config, "demo"});
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("", outcome.out);
-    EXPECT_EQ("vexa-datastore: no datastore stored the demo results (tried \"ro\"; read-only?)\n",
+    EXPECT_EQ("vexa-datastore: no datastore stored the demo results (tried \"ro\" (sqlite3 " +
+                  file("ro.db") + " (read-only)))\n",
               outcome.err);
 }
 
@@ -739,12 +857,13 @@ TEST_F(ToolWithKnownRows, RowsOfSeveralDatastoresAreMergedAndNamed) {
                     {"hosts", 3},
                     {"passed", 1},
                     {"failed", 2},
-                    {"newest", "2023-11-14 22:23:20"},
+                    {"newest", 1700000600},
                     {"failed_hosts", {"node001", "node003"}}}),
               summary[0]);
 }
 
 TEST_F(ToolInScratchHome, DatastoresListsTheCompletedConfiguration) {
+    output_of({"insert"}, "");
     std::string const shipped = std::string(VEXA_BUILD_ROOT) + "/etc/datastore/datastores.xml";
     json listing = json_of({"--config", shipped, "datastores"});
     EXPECT_EQ(json({{{"instance_name", "vexa_default"},
@@ -752,7 +871,7 @@ TEST_F(ToolInScratchHome, DatastoresListsTheCompletedConfiguration) {
                      {"source_types", "data"},
                      {"library", kPluginDirectory + "/libsqlite.so"},
                      {"opened", true},
-                     {"description", default_description()}}}),
+                     {"description", "sqlite3 " + default_database() + " (read-only)"}}}),
               listing);
     EXPECT_EQ(listing, json_of({"datastores"})) << "the embedded default is the shipped one";
 }
@@ -769,15 +888,16 @@ TEST_F(ToolInScratchHome, DatastoresShowsAnInstanceThatDidNotOpen) {
     EXPECT_EQ(
         "instance_name,type,source_types,library,opened,description\r\n"
         "lost,sqlite3,data," +
-            dir_.path() + "/libsqlite.so,false,Invalid extension name/path " + dir_.path() +
-            "/libsqlite.so\r\n",
+            dir_.path() + "/libsqlite.so,false,opendir failed on " + dir_.path() +
+            "/libsqlite.so: 2: No such file or directory\r\n",
         outcome.out);
     EXPECT_EQ("vexa-datastore: 1 of 1 configured datastores did not open\n", outcome.err);
 
     outcome = run({"--config", group, "hosts"});
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("vexa-datastore: cannot open datastore \"lost\" at " + file("lost.db") +
-                  ": Invalid extension name/path " + dir_.path() + "/libsqlite.so (-v shows why)\n",
+                  ": opendir failed on " + dir_.path() +
+                  "/libsqlite.so: 2: No such file or directory\n",
               outcome.err);
     EXPECT_EQ("", outcome.out);
 }
@@ -839,12 +959,12 @@ TEST_F(ToolInScratchHome, AnUnusableDatabasePathNamesTheDatastoreAndThePath) {
     write_file(not_a_directory, "");
     std::string const database = not_a_directory + "/.vexa/2021.4.0/vexa.db";
     std::string const message = "vexa-datastore: cannot open datastore \"vexa_default\" at " +
-                                database + ": Extension name/path " + kPluginDirectory +
-                                "/libsqlite.so, instance vexa_default open failed";
-    Outcome outcome = run({"hosts"}, "", {{"HOME", not_a_directory}});
+                                database + ": cannot create directory " + not_a_directory +
+                                "/.vexa/2021.4.0: Not a directory";
+    Outcome outcome = run({"insert"}, "", {{"HOME", not_a_directory}});
     EXPECT_EQ(1, outcome.status);
-    EXPECT_EQ(message + " (-v shows why)\n", outcome.err);
-    outcome = run({"-v", "hosts"}, "", {{"HOME", not_a_directory}});
+    EXPECT_EQ(message + "\n", outcome.err);
+    outcome = run({"-v", "insert"}, "", {{"HOME", not_a_directory}});
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(message + "\n", outcome.err.substr(outcome.err.find('\n') + 1));
     EXPECT_EQ(0u, outcome.err.find("sqlite3 " + database + ": ")) << outcome.err;
@@ -857,7 +977,9 @@ TEST_F(ToolInScratchHome, LoadSqlReportsTheFailingLineAndTheMissingScript) {
     write_file(script, "CREATE TABLE t (a INTEGER);\nINSERT INTO t VALUES (1,\n");
     Outcome outcome = run({"load-sql", script, file("t.db")});
     EXPECT_EQ(1, outcome.status);
-    EXPECT_EQ("vexa-datastore: SQL command error: INSERT INTO t VALUES (1,\n", outcome.err);
+    EXPECT_EQ("vexa-datastore: " + script + " line 2: incomplete input: INSERT INTO t VALUES (1,\n",
+              outcome.err);
+    EXPECT_FALSE(exists(file("t.db"))) << "a database the load created is removed";
 
     outcome = run({"load-sql", file("absent.sql"), file("never.db")});
     EXPECT_EQ(1, outcome.status);

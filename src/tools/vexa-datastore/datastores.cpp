@@ -33,12 +33,11 @@ std::string description(std::string const& instance_name) {
     return "";
 }
 
-}  // namespace
-
 int run_datastores(GlobalOptions const& global) {
     Table table{{"instance_name", "type", "source_types", "library", "opened", "description"}, {}};
     std::size_t closed = 0;
-    for (auto const& [config, error] : open_configured_datastores(global.config_file)) {
+    for (auto const& [config, error] :
+         open_configured_datastores(global.config_file, Access::read)) {
         bool opened = error.empty();
         closed += opened ? 0 : 1;
         table.rows.push_back({config.instance_name,
@@ -46,13 +45,22 @@ int run_datastores(GlobalOptions const& global) {
                               source_type_names(config), library_path(config), opened,
                               opened ? description(config.instance_name) : error});
     }
-    print(table, global.format);
+    print(table, global);
     if (closed > 0) {
         throw std::runtime_error(std::to_string(closed) + " of " +
                                  std::to_string(table.rows.size()) +
                                  " configured datastores did not open");
     }
     return 0;
+}
+
+}  // namespace
+
+void add_datastores_command(CommandLine& line) {
+    auto* command =
+        add_command(line, "datastores", "the configured datastores and whether they opened",
+                    "vexa-datastore --config etc/datastore/datastores.xml datastores");
+    set_action(line, command, [&global = line.global] { return run_datastores(global); });
 }
 
 }  // namespace vexa::tool

@@ -6,27 +6,47 @@
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
+#include <unordered_set>
 
 #include "commands.h"
 #include "json_record.h"
 #include "open_datastores.h"
 #include "progress.h"
-#include "quoted_list.h"
 #include "record_writer.h"
 
 namespace vexa::tool {
 
 namespace {
 
-// Microseconds since the epoch, but always after `last`, so records stored
-// in one run never share a unique time stamp.
-std::int64_t unique_now(std::int64_t& last) {
-    auto now = std::chrono::duration_cast<std::chrono::microseconds>(
-                   std::chrono::system_clock::now().time_since_epoch())
-                   .count();
-    last = std::max<std::int64_t>(now, last + 1);
-    return last;
-}
+struct InsertOptions {
+    std::string file = "-";  // "-": standard input
+    std::string datastore;   // empty: the first datastore that accepts a record
+    std::size_t batch = 10000;
+};
+
+// Unique time stamps of one run: "now" never repeats, and a stamp derived
+// from a record's Timestamp moves on by a microsecond until it is unused.
+class UniqueStamps {
+  public:
+    std::int64_t now() {
+        auto now = std::chrono::duration_cast<std::chrono::microseconds>(
+                       std::chrono::system_clock::now().time_since_epoch())
+                       .count();
+        last_now_ = std::max<std::int64_t>(now, last_now_ + 1);
+        return last_now_;
+    }
+
+    std::int64_t unused(std::int64_t stamp) {
+        while (!derived_.insert(stamp).second) {
+            ++stamp;
+        }
+        return stamp;
+    }
+
+  private:
+    std::int64_t last_now_ = 0;
+    std::unordered_set<std::int64_t> derived_;
+};
 
 // nlohmann's texts start with "[json.exception.parse_error.101] "; the rest
 // says what and where.
@@ -37,8 +57,6 @@ std::string reason(std::exception const& e) {
     }
     return text;
 }
-
-}  // namespace
 
 int run_insert(GlobalOptions const& global, InsertOptions const& options) {
     bool from_stdin = options.file == "-";
@@ -55,12 +73,12 @@ int run_insert(GlobalOptions const& global, InsertOptions const& options) {
     }
     std::istream& input = from_stdin ? std::cin : file;
 
-    open_datastores_or_fail(global.config_file);
-    RecordWriter writer(options.datastore);
+    open_datastores(global.config_file, Access::write);
+    RecordWriter writer(options.datastore, options.batch);
     Progress progress("inserting records", 0);
     std::size_t skipped = 0;
     std::size_t number = 0;
-    std::int64_t last_stamp = 0;
+    UniqueStamps stamps;
     std::string line;
     while (std::getline(input, line)) {
         ++number;
@@ -69,7 +87,11 @@ int run_insert(GlobalOptions const& global, InsertOptions const& options) {
         }
         datastore::InsertRequest record;
         try {
-            record = record_from_json(nlohmann::json::parse(line), unique_now(last_stamp));
+            auto object = nlohmann::json::parse(line);
+            record = record_from_json(object, stamps.now());
+            if (object.contains("Timestamp") && !object.contains("Unique_timestamp")) {
+                record.header.Unique_timestamp = stamps.unused(record.header.Unique_timestamp);
+            }
         } catch (std::exception const& e) {
             std::cerr << "vexa-datastore: " << source << " line " << number
                       << " skipped: " << reason(e) << '\n';
@@ -78,17 +100,52 @@ int run_insert(GlobalOptions const& global, InsertOptions const& options) {
         }
         if (!writer.write(record)) {
             std::cout << writer.report() << '\n';
-            throw std::runtime_error(source + " line " + std::to_string(number) +
-                                     ": no datastore stored the record (tried " +
-                                     quoted_list(writer.targets()) + "; read-only?)");
+            throw std::runtime_error(
+                source + " line " + std::to_string(number) +
+                ": no datastore stored the record (tried " + writer.described_targets() + ")" +
+                (writer.last_error().empty() ? "" : ": " + writer.last_error()));
         }
         progress.update(writer.stored());
     }
     if (input.bad()) {
         throw std::runtime_error("cannot read " + source + " after line " + std::to_string(number));
     }
+    writer.finish();
     std::cout << writer.report() << '\n';
     return skipped == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+void add_insert_command(CommandLine& line) {
+    auto options = std::make_shared<InsertOptions>();
+    auto* command = add_command(
+        line, "insert", "store provider results given as JSON Lines",
+        "echo '{\"Provider\": \"cpu_load\", \"Hostname\": \"node001\", \"Exit_status\": 0, "
+        "\"STDOUT\": \"load average: 0.52\"}' | vexa-datastore insert -",
+        "Each line is one JSON object, its keys named like the columns: Provider and Hostname\n"
+        "(required), num_nodes, node_names (an array), Exit_status, Timestamp (seconds),\n"
+        "Duration, Encoding (none, base64 or raw), STDOUT, STDERR, OptionID, version,\n"
+        "Username, Unique_timestamp (microseconds). Without Timestamp both times are now;\n"
+        "without Unique_timestamp it is Timestamp in microseconds, moved on by a microsecond\n"
+        "where another record of the run has it. Names must not hold a single quote.\n"
+        "--format jsonl output of select, latest and hosts reads back unchanged. A bad line\n"
+        "is reported with its number and skipped, and the exit status is then 1.\n");
+    command->add_option("file", options->file, "JSON Lines file, - for standard input")
+        ->type_name("FILE")
+        ->capture_default_str();
+    command
+        ->add_option("--datastore", options->datastore,
+                     "the datastore to write (default: the first that accepts)")
+        ->type_name("NAME");
+    command
+        ->add_option("--batch", options->batch,
+                     "records committed together where the datastore can (1: one by one)")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N")
+        ->capture_default_str();
+    set_action(line, command,
+               [options, &global = line.global] { return run_insert(global, *options); });
 }
 
 }  // namespace vexa::tool

@@ -27,6 +27,18 @@ std::string text(json const& value, std::string const& key, std::int32_t longest
     return result;
 }
 
+// The library pastes provider, host and option names into its SQL between
+// single quotes, so such a name would break every later query.
+std::string name(json const& value, std::string const& key, std::int32_t longest) {
+    std::string result = text(value, key, longest);
+    if (result.find('\'') != std::string::npos) {
+        throw std::runtime_error("\"" + key +
+                                 "\" must not hold a single quote (names are written into the "
+                                 "datastores' queries between single quotes)");
+    }
+    return result;
+}
+
 std::int64_t integer(json const& value, std::string const& key, std::int64_t low,
                      std::int64_t high) {
     bool fits = value.is_number_integer() &&
@@ -54,8 +66,8 @@ std::vector<std::string> names(json const& value, std::string const& key) {
         reject(key, "an array of at most " + std::to_string(datastore::max_num_nodes) + " names");
     }
     std::vector<std::string> result;
-    for (auto const& name : value) {
-        result.push_back(text(name, key + "[]", datastore::max_hostname_size));
+    for (auto const& item : value) {
+        result.push_back(name(item, key + "[]", datastore::max_hostname_size));
     }
     return result;
 }
@@ -75,11 +87,11 @@ using Setter = void (*)(json const&, std::string const&, InsertRequest&);
 std::map<std::string, Setter> const setters{
     {"Provider",
      [](json const& v, std::string const& k, InsertRequest& r) {
-         r.header.Provider = text(v, k, datastore::max_provider_size);
+         r.header.Provider = name(v, k, datastore::max_provider_size);
      }},
     {"Hostname",
      [](json const& v, std::string const& k, InsertRequest& r) {
-         r.header.Hostname = text(v, k, datastore::max_hostname_size);
+         r.header.Hostname = name(v, k, datastore::max_hostname_size);
      }},
     {"num_nodes",
      [](json const& v, std::string const& k, InsertRequest& r) {
@@ -109,7 +121,7 @@ std::map<std::string, Setter> const setters{
          r.stderr_text = text(v, k, datastore::max_std_stream_size);
      }},
     {"OptionID", [](json const& v, std::string const& k,
-                    InsertRequest& r) { r.option_id = text(v, k, datastore::max_option_id_size); }},
+                    InsertRequest& r) { r.option_id = name(v, k, datastore::max_option_id_size); }},
     {"version",
      [](json const& v, std::string const& k, InsertRequest& r) { r.header.version = int32(v, k); }},
     {"Username",
@@ -142,6 +154,15 @@ InsertRequest record_from_json(json const& object, std::int64_t now_us) {
         if (!object.contains(key) || object.at(key) == "") {
             throw std::runtime_error(std::string("\"") + key + "\" is required");
         }
+    }
+    if (object.contains("Timestamp") && !object.contains("Unique_timestamp")) {
+        constexpr std::int64_t kMicro = 1000000;
+        constexpr std::int64_t kLimit = std::numeric_limits<std::int64_t>::max() / kMicro;
+        if (record.header.Timestamp > kLimit || record.header.Timestamp < -kLimit) {
+            reject("Timestamp", "from " + std::to_string(-kLimit) + " to " +
+                                    std::to_string(kLimit) + " without \"Unique_timestamp\"");
+        }
+        record.header.Unique_timestamp = record.header.Timestamp * kMicro;
     }
     if (!object.contains("num_nodes")) {
         record.header.num_nodes = static_cast<std::int32_t>(record.header.node_names.size());

@@ -6,8 +6,11 @@
 
 #include <cerrno>
 #include <cstring>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
+
+#include "log_capture.h"
 
 namespace vexa::tool {
 
@@ -73,32 +76,81 @@ std::vector<DataStoreConfig> read_configurations(std::string const& file) {
 
 }  // namespace
 
-std::vector<ConfiguredDatastore> open_configured_datastores(std::string const& config_file) {
+namespace {
+
+// The instance opened read-only when it is an SQLite file.
+DataStoreConfig for_reading(DataStoreConfig config) {
+    if (config.type == datastore::sqlite3) {
+        std::string source = datastore::DEFAULT_DATA_SOURCE;
+        bool read_only = false;
+        parse_sqlite_params(config.source_parameters, source, read_only);
+        config.source_parameters = "source=" + source + "|read_only=true";
+    }
+    return config;
+}
+
+// The plug-in's reason, when it logged one, without the location the
+// message names already.
+std::string open_failure(LogCapture const& log, std::exception const& error,
+                         std::string const& location) {
+    std::string reason = log.last_line();
+    if (reason.empty()) {
+        return error.what();
+    }
+    auto at = reason.find(location + ": ");
+    return at == std::string::npos ? reason : reason.substr(at + location.size() + 2);
+}
+
+}  // namespace
+
+std::vector<ConfiguredDatastore> open_configured_datastores(std::string const& config_file,
+                                                            Access mode) {
     std::vector<ConfiguredDatastore> result;
     for (auto const& config : read_configurations(config_file)) {
-        std::vector<DataStoreConfig> one{config};
+        std::vector<DataStoreConfig> one{mode == Access::read ? for_reading(config) : config};
         DataStoreParseUtility::fillInVacantFields(one);
         ConfiguredDatastore entry{one.front(), ""};
-        try {
-            DataStoreParseUtility::initializeDatastoreExtensions(one);
-        } catch (std::exception const& e) {
-            entry.error = e.what();
+        std::string logged;
+        if (config_file.empty() && mode == Access::read &&
+            access(data_source(entry.config).c_str(), F_OK) != 0) {
+            entry.error =
+                "it does not exist yet (create it with \"vexa-datastore demo\" or "
+                "\"vexa-datastore insert\")";
+        } else {
+            LogCapture log;
+            try {
+                DataStoreParseUtility::initializeDatastoreExtensions(one);
+            } catch (std::exception const& e) {
+                entry.error = open_failure(log, e, data_source(entry.config));
+            }
+            logged = log.text();
+        }
+        if (vexa::log::LOG_LEVEL >= 7) {  // -v: the log as it would have been
+            std::cerr << logged;
         }
         result.push_back(std::move(entry));
     }
     return result;
 }
 
-void open_datastores_or_fail(std::string const& config_file) {
-    for (auto const& datastore : open_configured_datastores(config_file)) {
-        if (!datastore.error.empty()) {
-            // The plug-in says why it could not open only in its log.
-            bool log_hidden = vexa::log::LOG_LEVEL < 4;
-            throw std::runtime_error("cannot open datastore \"" + datastore.config.instance_name +
-                                     "\" at " + data_source(datastore.config) + ": " +
-                                     datastore.error + (log_hidden ? " (-v shows why)" : ""));
-        }
+std::size_t open_datastores(std::string const& config_file, Access mode) {
+    auto datastores = open_configured_datastores(config_file, mode);
+    std::size_t failed = 0;
+    for (auto const& datastore : datastores) {
+        failed += datastore.error.empty() ? 0 : 1;
     }
+    for (auto const& datastore : datastores) {
+        if (datastore.error.empty()) {
+            continue;
+        }
+        std::string const text = "datastore \"" + datastore.config.instance_name + "\" at " +
+                                 data_source(datastore.config) + ": " + datastore.error;
+        if (failed == datastores.size()) {
+            throw std::runtime_error("cannot open " + text);
+        }
+        std::cerr << "vexa-datastore: warning: cannot open " << text << " (going on without it)\n";
+    }
+    return failed;
 }
 
 std::string library_path(DataStoreConfig const& config) {

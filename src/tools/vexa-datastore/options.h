@@ -7,12 +7,15 @@
 
 namespace vexa::tool {
 
-enum class Format { table, json, csv };
+enum class Format { table, json, csv, jsonl };
 
 struct GlobalOptions {
     std::string config_file;  // a group document; empty: the default datastore
     Format format = Format::table;
-    int verbosity = 0;  // how many times -v was given
+    bool wide = false;          // tables never cut to the terminal's width
+    bool utc = false;           // times in tables in UTC instead of local time
+    bool sort_by_time = false;  // merged rows ordered by time, oldest first
+    int verbosity = 0;          // how many times -v was given
 };
 
 // A mistake on the command line that the parser cannot see (an empty query,

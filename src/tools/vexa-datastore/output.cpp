@@ -1,7 +1,12 @@
 #include "output.h"
 
-#include <iostream>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+
+#include "output_formats.h"
 #include "terminal.h"
 
 namespace vexa::tool {
@@ -23,69 +28,45 @@ std::string cell_text(Cell const& value) {
     return value.dump();
 }
 
-void write_json(Table const& table, std::ostream& out) {
-    auto array = Cell::array();
-    for (auto const& row : table.rows) {
-        Cell object = Cell::object();
-        for (std::size_t i = 0; i < table.columns.size(); ++i) {
-            object[table.columns[i]] = row[i];
-        }
-        array.push_back(std::move(object));
+std::string json_object_text(std::vector<std::string> const& columns,
+                             std::vector<Cell> const& cells, int indent) {
+    Cell object = Cell::object();
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        object[columns[i]] = cells[i];
     }
-    // Provider output is not always valid UTF-8; such bytes become U+FFFD
-    // rather than aborting the whole listing.
-    out << array.dump(2, ' ', false, Cell::error_handler_t::replace) << '\n';
+    return object.dump(indent, ' ', false, Cell::error_handler_t::replace);
 }
 
-namespace {
-
-std::string csv_field(std::string const& text) {
-    if (text.find_first_of(",\"\r\n") == std::string::npos) {
-        return text;
-    }
-    std::string quoted = "\"";
-    for (char c : text) {
-        quoted += c;
-        if (c == '"') {
-            quoted += '"';
-        }
-    }
-    return quoted + "\"";
-}
-
-void write_csv_record(std::vector<std::string> const& fields, std::ostream& out) {
-    for (std::size_t i = 0; i < fields.size(); ++i) {
-        out << (i ? "," : "") << csv_field(fields[i]);
-    }
-    out << "\r\n";
-}
-
-}  // namespace
-
-void write_csv(Table const& table, std::ostream& out) {
-    write_csv_record(table.columns, out);
-    for (auto const& row : table.rows) {
-        std::vector<std::string> fields;
-        for (auto const& value : row) {
-            fields.push_back(cell_text(value));
-        }
-        write_csv_record(fields, out);
-    }
-}
-
-void print(Table const& table, Format format) {
-    switch (format) {
-        case Format::table:
-            write_text_table(table, output_width(), std::cout);
-            break;
+std::unique_ptr<RowOutput> open_output(std::vector<std::string> columns,
+                                       GlobalOptions const& global, std::ostream& out) {
+    switch (global.format) {
         case Format::json:
-            write_json(table, std::cout);
-            break;
+            return json_output(std::move(columns), out);
+        case Format::jsonl:
+            return json_lines_output(std::move(columns), out);
         case Format::csv:
-            write_csv(table, std::cout);
+            return csv_output(std::move(columns), out);
+        case Format::table:
             break;
     }
-    std::cout.flush();
+    bool cut = &out == &std::cout && stdout_is_terminal() && !global.wide;
+    return text_table_output(std::move(columns), cut ? output_width() : 0, out);
+}
+
+void print(Table const& table, GlobalOptions const& global) {
+    auto output = open_output(table.columns, global);
+    for (auto const& row : table.rows) {
+        output->row(row);
+    }
+    output->finish();
+}
+
+void check_written(std::ostream& out) {
+    if (!out) {
+        int cause = errno;
+        throw std::runtime_error(std::string("cannot write the output: ") +
+                                 (cause != 0 ? std::strerror(cause) : "write error"));
+    }
 }
 
 }  // namespace vexa::tool

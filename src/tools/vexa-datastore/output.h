@@ -1,10 +1,12 @@
 // What commands print: named columns and rows of JSON values, written to
-// standard output as an aligned table, one JSON array or RFC 4180 CSV.
+// standard output as an aligned table, one JSON array, JSON Lines or
+// RFC 4180 CSV. Every format takes rows one at a time, so a command can
+// write rows as it produces them instead of building a whole table first.
 #ifndef VEXA_TOOLS_VEXA_DATASTORE_OUTPUT_H_
 #define VEXA_TOOLS_VEXA_DATASTORE_OUTPUT_H_
 
-#include <cstddef>
-#include <ostream>
+#include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,8 +16,8 @@
 
 namespace vexa::tool {
 
-// One value of a table: a string, a number, a boolean or an array. JSON
-// objects keep the order in which columns are named.
+// One value of a table: a string, a number, a boolean, null or an array.
+// JSON objects keep the order in which columns are named.
 using Cell = nlohmann::ordered_json;
 
 struct Table {
@@ -27,18 +29,28 @@ struct Table {
 // form, arrays joined with ",", null as "".
 std::string cell_text(Cell const& value);
 
-// Columns padded to a common width, numbers right-aligned, the widest texts
-// shortened with "…" until the table fits in `width` display columns. A
-// table without rows says so in a line of its own.
-void write_text_table(Table const& table, std::size_t width, std::ostream& out);
-// One array holding an object per row, keyed by the column names.
-void write_json(Table const& table, std::ostream& out);
-// A header record, then one record per row; CRLF line ends, fields with a
-// comma, quote or line break quoted, quotes doubled.
-void write_csv(Table const& table, std::ostream& out);
+// A destination for rows in one format. Throws std::runtime_error saying
+// why when the output cannot be written, at the latest from finish().
+class RowOutput {
+  public:
+    virtual ~RowOutput() = default;
+    // `cells` holds one value per column.
+    virtual void row(std::vector<Cell> const& cells) = 0;
+    // Ends the output (the closing bracket, the buffered table) and flushes it.
+    virtual void finish() = 0;
+};
 
-// Writes `table` to standard output in `format`.
-void print(Table const& table, Format format);
+// The output of `columns` in the format of `global`, on `out`. A table is
+// cut to the terminal's width only when `out` is standard output on a
+// terminal and `global.wide` is not set.
+std::unique_ptr<RowOutput> open_output(std::vector<std::string> columns,
+                                       GlobalOptions const& global, std::ostream& out = std::cout);
+
+// Writes `table` to standard output in the format of `global`.
+void print(Table const& table, GlobalOptions const& global);
+
+// Throws std::runtime_error naming the cause when `out` failed.
+void check_written(std::ostream& out);
 
 }  // namespace vexa::tool
 

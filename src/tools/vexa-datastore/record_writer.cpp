@@ -3,6 +3,7 @@
 #include <memory>
 #include <stdexcept>
 
+#include "log_capture.h"
 #include "quoted_list.h"
 
 namespace vexa::tool {
@@ -22,9 +23,14 @@ void remember_acceptor(int code, unsigned short, std::weak_ptr<DataStoreExtensio
     }
 }
 
+bool run_on(std::string const& name, unsigned short opcode) {
+    return datastore::execute_ioctl({name}, opcode, nullptr, nullptr, nullptr, nullptr) == 1;
+}
+
 }  // namespace
 
-RecordWriter::RecordWriter(std::string const& target) {
+RecordWriter::RecordWriter(std::string const& target, std::size_t batch_size)
+    : batch_size_(batch_size) {
     for (auto const& [config, handle] : DataStoreParseUtility::get_datastore_vector()) {
         targets_.push_back(config.instance_name);
     }
@@ -35,21 +41,85 @@ RecordWriter::RecordWriter(std::string const& target) {
         }
         targets_ = {target};
     }
+    begin_batches();
+}
+
+RecordWriter::~RecordWriter() {
+    for (auto const& name : batched_) {
+        run_on(name, datastore::OP_COMMIT_BATCH);
+    }
+}
+
+void RecordWriter::begin_batches() {
+    batched_.clear();
+    if (batch_size_ <= 1) {
+        return;
+    }
+    for (auto const& name : targets_) {
+        if (run_on(name, datastore::OP_BEGIN_BATCH)) {
+            batched_.insert(name);
+        }
+    }
+}
+
+void RecordWriter::commit_batches() {
+    for (auto const& name : batched_) {
+        if (!run_on(name, datastore::OP_COMMIT_BATCH)) {
+            batched_.clear();
+            throw std::runtime_error("datastore \"" + name + "\" could not commit its last " +
+                                     std::to_string(pending_[name]) +
+                                     " records; they are not stored");
+        }
+    }
+    for (auto const& [name, count] : pending_) {
+        counts_[name] += count;
+        stored_ += count;
+    }
+    pending_.clear();
 }
 
 bool RecordWriter::write(datastore::InsertRequest& record) {
     std::weak_ptr<DataStoreExtension> acceptor;
-    if (datastore::execute_ioctl(targets_, datastore::OP_INSERT, nullptr, &record, &acceptor,
-                                 remember_acceptor) == 0) {
-        return false;
-    }
-    ++stored_;
-    if (auto extension = acceptor.lock()) {
-        if (counts_[extension->instance_name]++ == 0) {
-            descriptions_[extension->instance_name] = extension->describe();
+    {
+        LogCapture log;  // a plug-in logs why it refused a record
+        if (datastore::execute_ioctl(targets_, datastore::OP_INSERT, nullptr, &record, &acceptor,
+                                     remember_acceptor) == 0) {
+            last_error_ = log.last_line();
+            return false;
         }
     }
+    auto extension = acceptor.lock();
+    std::string const name = extension ? extension->instance_name : "";
+    if (extension && descriptions_.count(name) == 0) {
+        descriptions_[name] = extension->describe();
+    }
+    if (batched_.count(name) == 0) {
+        ++counts_[name];
+        ++stored_;
+    } else if (++pending_[name] >= batch_size_) {
+        commit_batches();
+        begin_batches();
+    }
     return true;
+}
+
+void RecordWriter::finish() {
+    commit_batches();
+    batched_.clear();
+}
+
+std::string RecordWriter::described_targets() const {
+    std::string text;
+    for (auto const& name : targets_) {
+        std::string description;
+        for (auto const& [config, handle] : DataStoreParseUtility::locate_datastores({name})) {
+            if (auto extension = handle.lock()) {
+                description = " (" + extension->describe() + ")";
+            }
+        }
+        text += (text.empty() ? "\"" : ", \"") + name + "\"" + description;
+    }
+    return text;
 }
 
 std::string RecordWriter::report() const {

@@ -1,5 +1,7 @@
 #include "rows.h"
 
+#include <algorithm>
+
 #include "name_of.h"
 #include "time_text.h"
 
@@ -9,37 +11,61 @@ using datastore::Row;
 
 namespace {
 
-std::vector<Cell> every_member(Row const& row) {
-    return {row.rowid,           row.Provider,   row.Hostname,
-            row.num_nodes,       row.node_names, row.Exit_status,
-            row.Timestamp,       row.Duration,   name_of(datastore::encoding_map, row.Encoding),
-            row.STDOUT,          row.STDERR,     row.OptionID,
-            row.version,         row.Username,   row.Unique_timestamp,
-            row.datastore_source};
-}
-
-std::vector<Cell> scanned_members(Row const& row) {
-    return {row.Provider, row.Hostname, row.Exit_status, readable_time(row.Timestamp),
-            row.STDOUT,   row.STDERR};
+bool several_datastores() {
+    return datastore::DataStoreParseUtility::get_datastore_vector().size() > 1;
 }
 
 }  // namespace
 
-Table rows_table(std::vector<Row> const& rows, Format format) {
-    bool whole = format != Format::table;
-    Table table;
-    if (whole) {
-        table.columns = {"rowid",      "Provider",    "Hostname",         "num_nodes",
-                         "node_names", "Exit_status", "Timestamp",        "Duration",
-                         "Encoding",   "STDOUT",      "STDERR",           "OptionID",
-                         "version",    "Username",    "Unique_timestamp", "datastore_source"};
-    } else {
-        table.columns = {"Provider", "Hostname", "Exit_status", "Timestamp", "STDOUT", "STDERR"};
+std::vector<std::string> row_columns(GlobalOptions const& global) {
+    if (global.format != Format::table) {
+        return {"rowid",      "Provider",    "Hostname",         "num_nodes",
+                "node_names", "Exit_status", "Timestamp",        "Duration",
+                "Encoding",   "STDOUT",      "STDERR",           "OptionID",
+                "version",    "Username",    "Unique_timestamp", "datastore_source"};
     }
+    std::vector<std::string> columns{"Provider",  "Hostname", "Exit_status",
+                                     "Timestamp", "STDOUT",   "STDERR"};
+    if (several_datastores()) {
+        columns.push_back("datastore");
+    }
+    return columns;
+}
+
+std::vector<Cell> row_cells(Row const& row, GlobalOptions const& global) {
+    if (global.format != Format::table) {
+        return {row.rowid,           row.Provider,   row.Hostname,
+                row.num_nodes,       row.node_names, row.Exit_status,
+                row.Timestamp,       row.Duration,   name_of(datastore::encoding_map, row.Encoding),
+                row.STDOUT,          row.STDERR,     row.OptionID,
+                row.version,         row.Username,   row.Unique_timestamp,
+                row.datastore_source};
+    }
+    std::vector<Cell> cells{row.Provider,    row.Hostname,
+                            row.Exit_status, time_cell(row.Timestamp, global),
+                            row.STDOUT,      row.STDERR};
+    if (several_datastores()) {
+        cells.emplace_back(row.datastore_source);
+    }
+    return cells;
+}
+
+void order_rows(std::vector<Row>& rows, GlobalOptions const& global) {
+    if (global.sort_by_time) {
+        std::stable_sort(rows.begin(), rows.end(), [](Row const& a, Row const& b) {
+            return a.Timestamp != b.Timestamp ? a.Timestamp < b.Timestamp
+                                              : a.Unique_timestamp < b.Unique_timestamp;
+        });
+    }
+}
+
+void print_rows(std::vector<Row>& rows, GlobalOptions const& global) {
+    order_rows(rows, global);
+    auto output = open_output(row_columns(global), global);
     for (auto const& row : rows) {
-        table.rows.push_back(whole ? every_member(row) : scanned_members(row));
+        output->row(row_cells(row, global));
     }
-    return table;
+    output->finish();
 }
 
 }  // namespace vexa::tool

@@ -23,6 +23,8 @@ std::size_t output_width() {
     return 80;
 }
 
+bool stdout_is_terminal() { return isatty(STDOUT_FILENO) == 1; }
+
 bool stderr_is_terminal() { return isatty(STDERR_FILENO) == 1; }
 
 }  // namespace vexa::tool

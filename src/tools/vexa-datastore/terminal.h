@@ -6,9 +6,13 @@
 
 namespace vexa::tool {
 
-// The width tables must fit: COLUMNS when it holds a positive number, else
-// the width of the terminal on standard output, else 80.
+// The width of the terminal on standard output: COLUMNS when it holds a
+// positive number, else what the terminal says, else 80.
 std::size_t output_width();
+
+// Whether standard output is a terminal (tables are cut to its width only
+// there).
+bool stdout_is_terminal();
 
 // Whether standard error is a terminal (progress is shown only there).
 bool stderr_is_terminal();

@@ -1,8 +1,8 @@
-// The aligned, width-fitted table of --format table.
+// The aligned table of --format table, fitted to a width when asked.
 #include <algorithm>
-#include <numeric>
 
-#include "output.h"
+#include "display_width.h"
+#include "output_formats.h"
 
 namespace vexa::tool {
 
@@ -10,16 +10,8 @@ namespace {
 
 constexpr std::size_t kGap = 2;         // blanks between columns
 constexpr std::size_t kNarrowest = 5;   // no column is shortened below this
-constexpr std::size_t kShortText = 20;  // a time, a host name, a number
+constexpr std::size_t kShortText = 24;  // a time with its zone, a host name, a number
 constexpr char const* kEllipsis = "\u2026";
-
-bool is_continuation_byte(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
-
-// Display columns of a UTF-8 text: one per code point.
-std::size_t display_width(std::string const& text) {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return !is_continuation_byte(c); }));
-}
 
 // A cell on one line: line breaks, tabs and other control characters become
 // blanks.
@@ -36,16 +28,7 @@ std::string shortened(std::string const& text, std::size_t width) {
     if (display_width(text) <= width) {
         return text;
     }
-    std::size_t kept = 0;
-    std::size_t end = 0;
-    while (end < text.size() && kept < width - 1) {
-        ++end;
-        while (end < text.size() && is_continuation_byte(text[end])) {
-            ++end;
-        }
-        ++kept;
-    }
-    return text.substr(0, end) + kEllipsis;
+    return display_prefix(text, width - 1) + kEllipsis;
 }
 
 std::string padded(std::string const& text, std::size_t width, bool right_aligned) {
@@ -95,39 +78,62 @@ void write_line(std::vector<std::string> const& cells, std::vector<std::size_t> 
     out << line << '\n';
 }
 
+class TextTableOutput : public RowOutput {
+  public:
+    TextTableOutput(std::vector<std::string> columns, std::size_t width, std::ostream& out)
+        : columns_(std::move(columns)),
+          width_(width),
+          out_(out),
+          widths_(columns_.size()),
+          numeric_(columns_.size(), true) {
+        for (std::size_t c = 0; c < columns_.size(); ++c) {
+            widths_[c] = display_width(columns_[c]);
+        }
+    }
+
+    void row(std::vector<Cell> const& cells) override {
+        std::vector<std::string> line;
+        for (std::size_t c = 0; c < columns_.size(); ++c) {
+            line.push_back(one_line(cell_text(cells[c])));
+            widths_[c] = std::max(widths_[c], display_width(line.back()));
+            numeric_[c] = numeric_[c] && cells[c].is_number();
+        }
+        texts_.push_back(std::move(line));
+    }
+
+    void finish() override {
+        if (texts_.empty()) {
+            out_ << "(no rows)\n";
+        } else {
+            auto widths = width_ == 0 ? widths_ : fitted_widths(widths_, width_);
+            write_line(columns_, widths, numeric_, out_);
+            std::vector<std::string> rules;
+            for (auto w : widths) {
+                rules.emplace_back(w, '-');
+            }
+            write_line(rules, widths, numeric_, out_);
+            for (auto const& line : texts_) {
+                write_line(line, widths, numeric_, out_);
+            }
+        }
+        out_.flush();
+        check_written(out_);
+    }
+
+  private:
+    std::vector<std::string> columns_;
+    std::size_t width_;
+    std::ostream& out_;
+    std::vector<std::vector<std::string>> texts_;
+    std::vector<std::size_t> widths_;
+    std::vector<bool> numeric_;
+};
+
 }  // namespace
 
-void write_text_table(Table const& table, std::size_t width, std::ostream& out) {
-    if (table.rows.empty()) {
-        out << "(no rows)\n";
-        return;
-    }
-    std::size_t columns = table.columns.size();
-    std::vector<std::vector<std::string>> texts;
-    std::vector<std::size_t> widths(columns);
-    std::vector<bool> numeric(columns, true);
-    for (std::size_t c = 0; c < columns; ++c) {
-        widths[c] = display_width(table.columns[c]);
-    }
-    for (auto const& row : table.rows) {
-        std::vector<std::string> line;
-        for (std::size_t c = 0; c < columns; ++c) {
-            line.push_back(one_line(cell_text(row[c])));
-            widths[c] = std::max(widths[c], display_width(line.back()));
-            numeric[c] = numeric[c] && row[c].is_number();
-        }
-        texts.push_back(std::move(line));
-    }
-    widths = fitted_widths(widths, width);
-    write_line(table.columns, widths, numeric, out);
-    std::vector<std::string> rules;
-    for (auto w : widths) {
-        rules.emplace_back(w, '-');
-    }
-    write_line(rules, widths, numeric, out);
-    for (auto const& line : texts) {
-        write_line(line, widths, numeric, out);
-    }
+std::unique_ptr<RowOutput> text_table_output(std::vector<std::string> columns, std::size_t width,
+                                             std::ostream& out) {
+    return std::make_unique<TextTableOutput>(std::move(columns), width, out);
 }
 
 }  // namespace vexa::tool

@@ -5,11 +5,19 @@
 #include <cstdint>
 #include <string>
 
+#include "options.h"
+#include "output.h"
+
 namespace vexa::tool {
 
-// Seconds since the epoch as local time, "2021-04-30 13:05:09"; "" for 0,
-// which is what a row carries when its time stamp was never set.
-std::string readable_time(std::int64_t seconds);
+// Seconds since the epoch as local time with its zone, "2021-04-30 13:05:09
+// CEST", or with `utc` as "2021-04-30 11:05:09 UTC"; "" for 0, which is what
+// a row carries when its time stamp was never set.
+std::string readable_time(std::int64_t seconds, bool utc);
+
+// A time stamp (seconds) as a cell: readable in tables (UTC with --utc),
+// the stored number in every other format.
+Cell time_cell(std::int64_t seconds, GlobalOptions const& global);
 
 }  // namespace vexa::tool
 

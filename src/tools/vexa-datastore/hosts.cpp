@@ -1,0 +1,31 @@
+// The hosts command: the latest host record (uname) of every host.
+#include "commands.h"
+#include "failed_datastores.h"
+#include "open_datastores.h"
+#include "rows.h"
+
+namespace vexa::tool {
+
+namespace {
+
+int run_hosts(GlobalOptions const& global) {
+    std::size_t failed = open_datastores(global.config_file, Access::read);
+    std::vector<datastore::Row> rows;
+    if (!datastore::get_hosts_data(rows, datastore::column_index_map)) {
+        datastore::SQLParameters sql;
+        datastore::ReadParameters parameters{{"uname"}, {}, &sql};
+        throw_if_a_datastore_failed(datastore::OP_SELECT_HOSTS, parameters, "the hosts query");
+    }
+    print_rows(rows, global);
+    return failed == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+void add_hosts_command(CommandLine& line) {
+    auto* command = add_command(line, "hosts", "the latest host record (uname) of every host",
+                                "vexa-datastore hosts --format csv");
+    set_action(line, command, [&global = line.global] { return run_hosts(global); });
+}
+
+}  // namespace vexa::tool

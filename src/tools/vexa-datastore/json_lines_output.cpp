@@ -1,0 +1,34 @@
+// --format jsonl: one object per line, the shape `insert` reads.
+#include "output_formats.h"
+
+namespace vexa::tool {
+
+namespace {
+
+class JsonLinesOutput : public RowOutput {
+  public:
+    JsonLinesOutput(std::vector<std::string> columns, std::ostream& out)
+        : columns_(std::move(columns)), out_(out) {}
+
+    void row(std::vector<Cell> const& cells) override {
+        out_ << json_object_text(columns_, cells, -1) << '\n';
+        check_written(out_);
+    }
+
+    void finish() override {
+        out_.flush();
+        check_written(out_);
+    }
+
+  private:
+    std::vector<std::string> columns_;
+    std::ostream& out_;
+};
+
+}  // namespace
+
+std::unique_ptr<RowOutput> json_lines_output(std::vector<std::string> columns, std::ostream& out) {
+    return std::make_unique<JsonLinesOutput>(std::move(columns), out);
+}
+
+}  // namespace vexa::tool

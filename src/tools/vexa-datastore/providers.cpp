@@ -1,0 +1,69 @@
+// The providers command: the provider names stored, with their record
+// counts and newest time.
+#include <algorithm>
+#include <map>
+
+#include "commands.h"
+#include "failed_datastores.h"
+#include "open_datastores.h"
+#include "time_text.h"
+
+namespace vexa::tool {
+
+using datastore::Row;
+
+namespace {
+
+struct ProviderCount {
+    std::int64_t records = 0;
+    std::int64_t newest = 0;
+};
+
+// Counted by each datastore with the record query every plug-in serves: the
+// count comes back in rowid, the newest time in Timestamp.
+std::map<std::string, ProviderCount> provider_counts() {
+    std::string const query =
+        "SELECT Provider, count(*) AS rowid, MAX(Timestamp) AS Timestamp FROM " +
+        datastore::table_view + " GROUP BY Provider";
+    std::map<std::string, int> const fields{
+        {"Provider", datastore::column_index_map.at("Provider")},
+        {"rowid", datastore::column_index_map.at("rowid")},
+        {"Timestamp", datastore::column_index_map.at("Timestamp")}};
+    std::vector<Row> rows;
+    if (!datastore::select_data(query, rows, fields)) {
+        datastore::SQLParameters sql;
+        sql.query = query;
+        sql.fields = fields;
+        throw_if_a_datastore_failed(datastore::OP_SELECT, datastore::ReadParameters{{}, {}, &sql},
+                                    "the list of providers");
+    }
+    std::map<std::string, ProviderCount> counts;
+    for (auto const& row : rows) {
+        auto& count = counts[row.Provider];
+        count.records += row.rowid;
+        count.newest = std::max(count.newest, row.Timestamp);
+    }
+    return counts;
+}
+
+int run_providers(GlobalOptions const& global) {
+    std::size_t failed = open_datastores(global.config_file, Access::read);
+    Table table{{"Provider", "records", "newest"}, {}};
+    for (auto const& [provider, count] : provider_counts()) {
+        table.rows.push_back({provider, count.records, time_cell(count.newest, global)});
+    }
+    print(table, global);
+    return failed == 0 ? 0 : 1;
+}
+
+}  // namespace
+
+void add_providers_command(CommandLine& line) {
+    auto* command = add_command(line, "providers",
+                                "the provider names stored, with their record counts and newest "
+                                "time",
+                                "vexa-datastore providers");
+    set_action(line, command, [&global = line.global] { return run_providers(global); });
+}
+
+}  // namespace vexa::tool
