@@ -1,0 +1,76 @@
+// The check command: a monitoring plug-in. Whatever goes wrong, it answers
+// with one status line and an exit status of the monitoring convention.
+#include <iostream>
+
+#include "check_status.h"
+#include "monitored_grid.h"
+#include "monitoring_commands.h"
+#include "open_datastores.h"
+#include "time_arguments.h"
+
+namespace vexa::tool {
+
+namespace {
+
+struct CheckOptions {
+    std::vector<std::string> providers;
+    std::string stale = "15m";
+    CheckThresholds thresholds;
+};
+
+CheckVerdict verdict(GlobalOptions const& global, CheckOptions const& options) {
+    std::int64_t const stale_after = duration_seconds(options.stale, "--stale");
+    for (auto const& [config, error] :
+         open_configured_datastores(global.config_file, Access::read)) {
+        if (!error.empty()) {
+            return {check_unknown,
+                    {unknown_line("datastore \"" + config.instance_name +
+                                  "\" did not open: " + error)}};
+        }
+    }
+    auto const grid = read_health_grid(options.providers, now_seconds(), stale_after);
+    return check_health(grid, options.thresholds);
+}
+
+int run_check(GlobalOptions const& global, CheckOptions const& options) {
+    CheckVerdict result;
+    try {
+        result = verdict(global, options);
+    } catch (std::exception const& e) {
+        result = {check_unknown, {unknown_line(e.what())}};
+    }
+    for (auto const& line : result.lines) {
+        std::cout << line << '\n';
+    }
+    std::cout.flush();
+    return std::cout ? result.status : check_unknown;
+}
+
+}  // namespace
+
+void add_check_command(CommandLine& line) {
+    static CheckOptions options;
+    auto* command = add_command(
+        line, "check", "a monitoring plug-in: status line, performance data, failing hosts",
+        "vexa-datastore check --stale 30m --warn 0 --crit 5",
+        "Exit status: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN (no results, or a\n"
+        "datastore that does not open). CRITICAL when more hosts failed than --crit,\n"
+        "WARNING when more failed than --warn or any host is stale: its latest result of\n"
+        "a provider is older than --stale, or missing while it reports others.\n");
+    add_names(command, "-p,--provider", options.providers, "only these providers (default: all)");
+    command
+        ->add_option("--stale", options.stale, "a result older than this is stale (s, m, h, d, w)")
+        ->type_name("DURATION")
+        ->capture_default_str();
+    command->add_option("--warn", options.thresholds.warn, "WARNING when more hosts than N failed")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("N")
+        ->capture_default_str();
+    command->add_option("--crit", options.thresholds.crit, "CRITICAL when more hosts than N failed")
+        ->check(CLI::NonNegativeNumber)
+        ->type_name("N")
+        ->capture_default_str();
+    set_action(line, command, [&global = line.global] { return run_check(global, options); });
+}
+
+}  // namespace vexa::tool
