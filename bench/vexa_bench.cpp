@@ -4,6 +4,7 @@
 //
 //   vexa-bench [--smoke] [--hosts N] [--providers N] [--runs N]
 //              [--repetitions N] [--insert-rows N] [--dir PATH] [--cpu-time]
+//              [--operations-only]
 //
 // The default workload is 2,000 hosts x 50 providers x 10 runs (1,000,000
 // rows), 7 paired repetitions per figure and 20,000 rows per insert run;
@@ -13,7 +14,8 @@
 // otherwise it lives in a temporary directory removed at the end. The exit
 // status is 0 when the run completed, whether or not targets were met.
 // --cpu-time times the calling thread's CPU time instead of elapsed time
-// (peak memory is unaffected).
+// (peak memory is unaffected). --operations-only measures only the figures
+// of batches, pruning and the tool's insert.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -32,6 +34,7 @@
 
 #include "comparisons.h"
 #include "datastores.h"
+#include "import_bench.h"
 #include "operations_bench.h"
 #include "report.h"
 #include "workload.h"
@@ -46,6 +49,7 @@ struct Options {
     int repetitions = 7;
     int insert_rows = 20000;
     std::string dir;
+    bool operations_only = false;
     std::string peak_child;  // "library" or "baseline": measure one read, then exit
     std::string database;    // the database a peak child reads
 };
@@ -78,6 +82,8 @@ Options parse_options(int argc, char** argv) {
             options.insert_rows = 2000;
         } else if (arg == "--cpu-time") {
             count_cpu_time = true;
+        } else if (arg == "--operations-only") {
+            options.operations_only = true;
         } else if (arg == "--hosts") {
             options.shape.hosts = number_after(i, argc, argv);
         } else if (arg == "--providers") {
@@ -245,22 +251,37 @@ int run(Options const& options) {
                                   dir,
                                   workload_database(options, dir),
                                   dir + "/without-index.db"};
-    copy_without_indexes(comparisons.database, comparisons.database_without_index);
-
-    std::vector<Figure> figures = comparisons.reads();
-    for (auto const& more :
-         {comparisons.inserts(), batched_inserts(comparisons), pruning(comparisons)}) {
+    std::vector<Figure> figures;
+    if (!options.operations_only) {
+        copy_without_indexes(comparisons.database, comparisons.database_without_index);
+        figures = comparisons.reads();
+        for (Figure& figure : comparisons.inserts()) {
+            figures.push_back(std::move(figure));
+        }
+    }
+    for (auto const& more : {batched_inserts(comparisons), pruning(comparisons)}) {
         figures.insert(figures.end(), more.begin(), more.end());
     }
-    PairedSamples peaks;
-    for (int i = 0; i < options.repetitions; ++i) {
-        peaks.library.push_back(peak_kib_of_child(options, "library", comparisons.database));
-        peaks.baseline.push_back(peak_kib_of_child(options, "baseline", comparisons.database));
+    // The tool sits in bin/ beside this program's bench/ when it was built.
+    std::filesystem::path const tool =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin" /
+        "vexa-datastore";
+    if (std::filesystem::exists(tool)) {
+        for (Figure& figure : json_lines_import(comparisons, tool.string())) {
+            figures.push_back(std::move(figure));
+        }
     }
-    figures.push_back(paired_figure(
-        "peak resident memory reading all rows", "MiB", peaks,
-        [](double kib) { return kib / 1024.0; }, Figure::Ratio::library_over_baseline,
-        Figure::Goal::at_most, 1.15));
+    if (!options.operations_only) {
+        PairedSamples peaks;
+        for (int i = 0; i < options.repetitions; ++i) {
+            peaks.library.push_back(peak_kib_of_child(options, "library", comparisons.database));
+            peaks.baseline.push_back(peak_kib_of_child(options, "baseline", comparisons.database));
+        }
+        figures.push_back(paired_figure(
+            "peak resident memory reading all rows", "MiB", peaks,
+            [](double kib) { return kib / 1024.0; }, Figure::Ratio::library_over_baseline,
+            Figure::Goal::at_most, 1.15));
+    }
 
     std::cout << "workload: " << options.shape.hosts << " hosts x " << options.shape.providers
               << " providers x " << options.shape.runs << " runs = " << options.shape.rows()
