@@ -295,6 +295,60 @@ TEST_F(MonitoringCommands, MetricsIntoAMissingDirectoryFailNamingTheFile) {
               outcome.err);
 }
 
+// A group document with the SQLite instances "good" (a file in the test's
+// directory) and "broken" (a directory where its file should be).
+std::string write_two_datastores(TempDir const& dir) {
+    EXPECT_EQ(0, mkdir(dir.file("broken.db").c_str(), 0700));
+    std::string document =
+        "<datastores>\n  <group path=\"" + std::string(VEXA_BUILD_ROOT) + "/datastore/quarn64\">\n";
+    for (std::string const name : {"good", "broken"}) {
+        write_file(dir.file(name + ".xml"),
+                   "<configuration instance_name=\"" + name +
+                       "\" type=\"sqlite3\" source_types=\"data\" source_parameters=\"source=" +
+                       dir.file(name + ".db") + "\"/>\n");
+        document += "    <entry config_path=\"" + dir.path() + "\" config_file=\"" + name +
+                    ".xml\">libsqlite.so</entry>\n";
+    }
+    write_file(dir.file("datastores.xml"), document + "  </group>\n</datastores>\n");
+    return dir.file("datastores.xml");
+}
+
+TEST_F(MonitoringCommands, MetricsOfTheDatastoresThatOpenedAreWrittenAndTheOtherIsDown) {
+    std::string const config = write_two_datastores(dir_);
+    auto stored = run({"--config", config, "insert", "--datastore", "good", "-"},
+                      json{{"Provider", "cpu_load"},
+                           {"Hostname", "node1"},
+                           {"Exit_status", 3},
+                           {"Timestamp", kNow},
+                           {"Unique_timestamp", kNow * 1000000},
+                           {"Duration", 1.5}}
+                          .dump());
+    ASSERT_EQ(0, stored.status) << stored.err;
+
+    auto outcome = run({"--config", config, "metrics"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(0u, outcome.err.find("vexa-datastore: datastore \"broken\" did not open: "))
+        << outcome.err;
+    EXPECT_EQ(
+        std::set<std::string>(
+            {"vexa_provider_exit_status{provider=\"cpu_load\",host=\"node1\",datastore=\"good\"} 3",
+             "vexa_provider_last_run_timestamp_seconds{provider=\"cpu_load\",host=\"node1\","
+             "datastore=\"good\"} " +
+                 std::to_string(kNow),
+             "vexa_provider_duration_seconds{provider=\"cpu_load\",host=\"node1\",datastore="
+             "\"good\"} 1.5",
+             "vexa_datastore_up{datastore=\"good\"} 1",
+             "vexa_datastore_up{datastore=\"broken\"} 0"}),
+        samples_of(outcome.out));
+    auto promtool = run_program({"promtool", "check", "metrics"}, {}, outcome.out);
+    EXPECT_EQ(0, promtool.status) << promtool.out << promtool.err;
+
+    auto check = run({"--config", config, "check"});
+    EXPECT_EQ(3, check.status);
+    EXPECT_EQ(0u, check.out.find("VEXA UNKNOWN - datastore \"broken\" did not open: "))
+        << check.out;
+}
+
 // ---- report -------------------------------------------------------------
 
 std::string const kCountsScript =
