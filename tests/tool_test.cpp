@@ -12,6 +12,7 @@
 #include <ctime>
 #include <map>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -968,6 +969,303 @@ TEST_F(ToolInScratchHome, AnUnusableDatabasePathNamesTheDatastoreAndThePath) {
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(message + "\n", outcome.err.substr(outcome.err.find('\n') + 1));
     EXPECT_EQ(0u, outcome.err.find("sqlite3 " + database + ": ")) << outcome.err;
+}
+
+// --- what an administrator asks ---------------------------------------------------------
+
+// Results of two providers on three hosts relative to now: node003 stopped
+// reporting an hour ago, cpu_load on node002 is twenty minutes old.
+std::string records_relative_to(std::int64_t now) {
+    auto record = [](std::string const& provider, std::string const& host, std::int64_t when,
+                     int exit_status) {
+        return json({{"Provider", provider},
+                     {"Hostname", host},
+                     {"Timestamp", when},
+                     {"Exit_status", exit_status}})
+                   .dump() +
+               "\n";
+    };
+    return record("cpu_load", "node001", now - 60, 0) + record("memory", "node001", now - 60, 0) +
+           record("cpu_load", "node002", now - 1200, 1) + record("memory", "node002", now - 30, 0) +
+           record("cpu_load", "node003", now - 3600, 0) +
+           record("memory", "node003", now - 3700, 2);
+}
+
+std::int64_t now_seconds() {
+    return std::chrono::duration_cast<std::chrono::seconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
+}
+
+TEST_F(ToolInScratchHome, StaleListsOldPairsAndHostsThatStoppedReporting) {
+    std::int64_t const now = now_seconds();
+    output_of({"insert"}, records_relative_to(now));
+    EXPECT_EQ(json::parse(R"([
+        {"Hostname": "node003", "Provider": "*", "latest": )" +
+                          std::to_string(now - 3600) +
+                          R"(, "state": "stopped reporting"},
+        {"Hostname": "node002", "Provider": "cpu_load", "latest": )" +
+                          std::to_string(now - 1200) + R"(, "state": "stale"}])"),
+              json_of({"stale", "--older-than", "15m"}));
+    EXPECT_EQ(json::array(), json_of({"stale", "--older-than", "2h"}));
+    EXPECT_EQ(1u, json_of({"stale", "--older-than", "15m", "-p", "memory"}).size())
+        << "node003 only: memory is fresh on node002";
+}
+
+TEST_F(ToolInScratchHome, LatestWithoutProvidersAndHostShowEverything) {
+    std::int64_t const now = now_seconds();
+    output_of({"insert"}, records_relative_to(now));
+    EXPECT_EQ(6u, json_of({"latest"}).size());
+    json host = json_of({"host", "node002"});
+    ASSERT_EQ(2u, host.size());
+    EXPECT_EQ("cpu_load", host[0]["Provider"]);
+    EXPECT_EQ(now - 1200, host[0]["Timestamp"]);
+    EXPECT_EQ("memory", host[1]["Provider"]);
+    Outcome outcome = run({"host"});
+    EXPECT_EQ(2, outcome.status);
+    EXPECT_EQ("vexa-datastore: host is required (see --help)\n", outcome.err);
+}
+
+TEST_F(ToolInScratchHome, SummaryFailedListsOnlyFailuresAndEveryFailedHost) {
+    std::int64_t const now = 1700000000;
+    output_of({"insert"}, records_relative_to(now));
+    EXPECT_EQ(
+        "Provider  hosts  passed  failed  newest\n"
+        "--------  -----  ------  ------  -----------------------\n"
+        "cpu_load      3       2       1  2023-11-14 22:12:20 UTC\n"
+        "memory        3       2       1  2023-11-14 22:12:50 UTC\n"
+        "\n"
+        "cpu_load failed on: node002\n"
+        "memory failed on: node003\n",
+        output_of({"summary", "--failed"}));
+}
+
+TEST_F(ToolInScratchHome, ProvidersCountsRecordsWithTheNewestTime) {
+    output_of({"insert"}, records_relative_to(1700000000));
+    EXPECT_EQ(
+        "Provider  records  newest\n"
+        "--------  -------  -----------------------\n"
+        "cpu_load        3  2023-11-14 22:12:20 UTC\n"
+        "memory          3  2023-11-14 22:12:50 UTC\n",
+        output_of({"providers"}));
+    EXPECT_EQ(json::parse(R"([{"Provider": "cpu_load", "records": 3, "newest": 1699999940},
+                             {"Provider": "memory", "records": 3, "newest": 1699999970}])"),
+              json_of({"providers"}));
+}
+
+TEST_F(ToolInScratchHome, SelectNarrowsByHostTimeAndCount) {
+    output_of({"insert"}, records_relative_to(1700000000));
+    auto hosts_of = [](json const& rows) {
+        std::vector<std::string> hosts;
+        for (auto const& row : rows) {
+            hosts.push_back(row["Hostname"]);
+        }
+        return hosts;
+    };
+    EXPECT_EQ((std::vector<std::string>{"node003", "node003"}),
+              hosts_of(json_of({"select", "-H", "node003"})));
+    EXPECT_EQ(
+        (std::vector<std::string>{"node003", "node003", "node002"}),
+        hosts_of(json_of({"select", "--sort", "time", "--until", "2023-11-14 21:53:20", "--utc"})));
+    EXPECT_EQ((std::vector<std::string>{"node001", "node001", "node002"}),
+              hosts_of(json_of({"select", "--sort", "time", "--since", "2023-11-14T22:12:00",
+                                "--utc", "-p", "memory,cpu_load"})));
+    EXPECT_EQ((std::vector<std::string>{"node003", "node003"}),
+              hosts_of(json_of({"select", "--sort", "time", "--limit", "2"})));
+    EXPECT_EQ(6u, json_of({"select", "--since", "1000w"}).size());
+}
+
+TEST_F(ToolInScratchHome, TimesAreLocalWithTheirZoneOrUtc) {
+    output_of({"insert"}, R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000000})"
+                          "\n");
+    Outcome local = run({"latest", "-p", "p"}, "", {{"TZ", "Europe/Berlin"}});
+    EXPECT_NE(std::string::npos, local.out.find("  2023-11-14 23:13:20 CET\n")) << local.out;
+    Outcome utc = run({"--utc", "latest", "-p", "p"}, "", {{"TZ", "Europe/Berlin"}});
+    EXPECT_NE(std::string::npos, utc.out.find("  2023-11-14 22:13:20 UTC\n")) << utc.out;
+    Outcome json_times =
+        run({"--format", "json", "latest", "-p", "p"}, "", {{"TZ", "Europe/Berlin"}});
+    EXPECT_EQ(1700000000, json::parse(json_times.out)[0]["Timestamp"]);
+}
+
+TEST_F(ToolInScratchHome, WideCharactersKeepColumnsAligned) {
+    output_of(
+        {"insert"},
+        R"({"Provider": "p", "Hostname": "h1", "Timestamp": 1700000000, "STDOUT": "日本語", "STDERR": "x"})"
+        "\n"
+        R"({"Provider": "p", "Hostname": "h2", "Timestamp": 1700000000, "STDOUT": "ok 🙂", "STDERR": "y"})"
+        "\n"
+        R"({"Provider": "p", "Hostname": "h3", "Timestamp": 1700000000, "STDOUT": "e\u0301", "STDERR": "z"})"
+        "\n");
+    EXPECT_EQ(
+        "Provider  Hostname  Exit_status  Timestamp                STDOUT  STDERR\n"
+        "--------  --------  -----------  -----------------------  ------  ------\n"
+        "p         h1                  0  2023-11-14 22:13:20 UTC  日本語  x\n"
+        "p         h2                  0  2023-11-14 22:13:20 UTC  ok 🙂   y\n"
+        "p         h3                  0  2023-11-14 22:13:20 UTC  e\u0301       z\n",
+        output_of({"latest", "-p", "p"}));
+}
+
+TEST_F(ToolInScratchHome, EveryCommandsHelpShowsTheGlobalOptions) {
+    for (std::string command : {"demo", "summary", "latest", "host", "select", "hosts", "providers",
+                                "stale", "sql", "insert", "prune", "datastores", "load-sql"}) {
+        Outcome outcome = run({command, "--help"});
+        EXPECT_EQ(0, outcome.status) << command;
+        EXPECT_NE(std::string::npos,
+                  outcome.out.find("Global options (before or after the command):\n"
+                                   "  --config FILE "))
+            << command;
+        EXPECT_NE(std::string::npos, outcome.out.find("  --format table|json|jsonl|csv\n"))
+            << command;
+    }
+    EXPECT_NE(std::string::npos,
+              run({"insert", "--help"})
+                  .out.find("without Unique_timestamp it is Timestamp in microseconds"));
+}
+
+TEST_F(ToolInScratchHome, TheConfigurationVariableStandsInForConfig) {
+    make_database("env.db", "");
+    std::string config = write_config("env.xml", {{"from_env", "source=" + file("env.db")}});
+    Outcome outcome =
+        run({"--format", "csv", "datastores"}, "", {{"VEXA_DATASTORE_CONFIG", config}});
+    EXPECT_EQ(0, outcome.status) << outcome.err;
+    EXPECT_EQ(0u, outcome.out.find("instance_name,type,source_types,library,opened,description\r\n"
+                                   "from_env,sqlite3,data,"))
+        << outcome.out;
+}
+
+// --- guarding the library against names with quotes ------------------------------------
+
+TEST_F(ToolInScratchHome, NamesHoldingAQuoteAreRefusedAndSkipped) {
+    Outcome outcome = run({"insert"}, R"({"Provider": "x'y", "Hostname": "h"})"
+                                      "\n"
+                                      R"({"Provider": "p", "Hostname": "h'", "OptionID": "o"})"
+                                      "\n"
+                                      R"({"Provider": "p", "Hostname": "h", "OptionID": "o'"})"
+                                      "\n"
+                                      R"({"Provider": "p", "Hostname": "h", "node_names": ["a'"]})"
+                                      "\n");
+    EXPECT_EQ(1, outcome.status);
+    std::string const why =
+        " must not hold a single quote (names are written into the datastores' queries between "
+        "single quotes)\n";
+    EXPECT_EQ("vexa-datastore: standard input line 1 skipped: \"Provider\"" + why +
+                  "vexa-datastore: standard input line 2 skipped: \"Hostname\"" + why +
+                  "vexa-datastore: standard input line 3 skipped: \"OptionID\"" + why +
+                  "vexa-datastore: standard input line 4 skipped: \"node_names[]\"" + why,
+              outcome.err);
+
+    // Stored by another program: summary goes on without it.
+    make_database("quoted.db",
+                  "INSERT INTO provider_datastore (Provider, Hostname, Exit_status, "
+                  "Unique_timestamp) VALUES ('x''y', 'h', 0, 1), ('cpu_load', 'h', 0, 2);");
+    std::string config =
+        write_config("quoted_group.xml", {{"quoted", "source=" + file("quoted.db")}});
+    outcome = run({"--config", config, "--format", "csv", "summary"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ(
+        "vexa-datastore: warning: skipped provider \"x'y\": a name holding a single quote cannot "
+        "be queried\n",
+        outcome.err);
+    EXPECT_EQ("Provider,hosts,passed,failed,newest\r\ncpu_load,1,1,0,0\r\n", outcome.out);
+}
+
+TEST_F(ToolInScratchHome, UniqueTimestampsComeFromTheRecordsTimestamp) {
+    output_of({"insert"}, R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000600})"
+                          "\n");
+    // An older result stored later does not become the latest.
+    output_of({"insert"}, R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000000})"
+                          "\n"
+                          R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000000})"
+                          "\n");
+    json latest = json_of({"latest", "-p", "p"});
+    ASSERT_EQ(1u, latest.size());
+    EXPECT_EQ(1700000600000000, latest[0]["Unique_timestamp"]);
+    std::set<std::int64_t> stamps;
+    for (auto const& row : json_of({"select", "-p", "p"})) {
+        stamps.insert(row["Unique_timestamp"].get<std::int64_t>());
+    }
+    EXPECT_EQ((std::set<std::int64_t>{1700000000000000, 1700000000000001, 1700000600000000}),
+              stamps)
+        << "unique within the run";
+}
+
+// --- failures are reported, never lost ------------------------------------------------
+
+TEST_F(ToolWithKnownRows, AnOutputThatCannotBeWrittenFailsTheCommand) {
+    for (std::vector<std::string> args : {std::vector<std::string>{"summary"},
+                                          {"--format", "json", "select"},
+                                          {"--format", "jsonl", "latest"},
+                                          {"--format", "csv", "hosts"},
+                                          {"providers"}}) {
+        int full = open("/dev/full", O_WRONLY);
+        ASSERT_GE(full, 0);
+        Outcome outcome = run(args, "", {}, -1, full);
+        close(full);
+        EXPECT_EQ(1, outcome.status) << args.back();
+        EXPECT_EQ("vexa-datastore: cannot write the output: No space left on device\n",
+                  outcome.err);
+    }
+}
+
+TEST_F(ToolWithKnownRows, ADatastoreThatDoesNotOpenIsAWarningAndTheOthersAnswer) {
+    std::string config = write_config(
+        "one_lost.xml", {{"vexa_default", "source=" + default_database()},
+                         {"lost", "source=" + file("absent/lost.db") + "|read_only=true"}});
+    Outcome outcome = run({"--config", config, "--format", "json", "latest", "-p", "cpu_load"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(json({kLatestNode001, kNode002}), json::parse(outcome.out));
+    EXPECT_EQ("vexa-datastore: warning: cannot open datastore \"lost\" at " +
+                  file("absent/lost.db") + ": unable to open database file (going on without it)\n",
+              outcome.err);
+}
+
+TEST_F(ToolInScratchHome, APrettyPrintedEntryIsRecognised) {
+    std::string const group = file("pretty.xml");
+    write_file(group, "<datastores>\n  <group path=\"" + kPluginDirectory +
+                          "\">\n    <entry config_file=\"default_sqlite.xml\">\n      "
+                          "libsqlite.so\n    </entry>\n  </group>\n</datastores>\n");
+    Outcome outcome = run({"--config", group, "summary"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: configuration file " + group +
+                  ": the entry \"libsqlite.so\" is written over several lines: write the entry's "
+                  "file name on one line\n",
+              outcome.err);
+}
+
+// --- batches and pruning ----------------------------------------------------------------
+
+TEST_F(ToolInScratchHome, InsertInBatchesStillSkipsOnlyBadLines) {
+    std::string lines;
+    for (int i = 0; i < 7; ++i) {
+        lines += i == 3 ? "{not json}\n"
+                        : R"({"Provider": "p", "Hostname": "h)" + std::to_string(i) +
+                              R"("})"
+                              "\n";
+    }
+    Outcome outcome = run({"insert", "--batch", "2"}, lines);
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("stored 6 records in vexa_default (" + default_description() + ")\n", outcome.out);
+    EXPECT_EQ(0u, outcome.err.find("vexa-datastore: standard input line 4 skipped: "))
+        << outcome.err;
+    EXPECT_EQ(6u, json_of({"select"}).size());
+}
+
+TEST_F(ToolInScratchHome, PruneRemovesOldResultsAndCanKeepTheLatest) {
+    std::int64_t const now = now_seconds();
+    output_of({"insert"}, records_relative_to(now));
+    EXPECT_EQ(
+        "datastore     would_remove\n"
+        "------------  ------------\n"
+        "vexa_default             2\n",
+        output_of({"prune", "--older-than", "50m", "--dry-run"}));
+    EXPECT_EQ(6u, json_of({"select"}).size()) << "a dry run removes nothing";
+    EXPECT_EQ(json::parse(R"([{"datastore": "vexa_default", "removed": 0}])"),
+              json_of({"prune", "--older-than", "50m", "--keep-latest"}))
+        << "node003's only results are its latest";
+    EXPECT_EQ(json::parse(R"([{"datastore": "vexa_default", "removed": 2}])"),
+              json_of({"prune", "--older-than", "10m", "-p", "cpu_load"}))
+        << "node002 and node003; node001's is fresh";
+    EXPECT_EQ(4u, json_of({"select"}).size());
 }
 
 // --- load-sql ---------------------------------------------------------------------------

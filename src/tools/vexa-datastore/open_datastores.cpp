@@ -65,6 +65,14 @@ std::vector<DataStoreConfig> read_configurations(std::string const& file) {
     // Every entry names its plug-in, so a record without one is the fallback:
     // the document held no usable entry.
     for (auto const& config : configs) {
+        // The entry's text is taken as it stands, so a pretty-printed entry
+        // would name a plug-in file with line breaks in it.
+        if (config.extension_name.find('\n') != std::string::npos) {
+            throw std::runtime_error("configuration file " + file + ": the entry \"" +
+                                     vexa::str::stripws(config.extension_name) +
+                                     "\" is written over several lines: write the entry's file "
+                                     "name on one line");
+        }
         if (config.extension_name.empty()) {
             throw std::runtime_error("configuration file " + file +
                                      " names no datastore: it needs group elements holding entry "
