@@ -53,6 +53,16 @@ Dbms dbms_of(std::string const& dbms_name) {
     return dbms_name == "SQLite" ? Dbms::sqlite : Dbms::other;
 }
 
+std::pair<std::string, std::string> schema_presence_query(Dbms dbms) {
+    if (dbms != Dbms::postgresql) {
+        return {"", ""};
+    }
+    return {"SELECT count(*) FROM pg_class WHERE pg_table_is_visible(oid) AND relname IN ('" +
+                table_name + "', '" + table_view + "', '" + table_baseline + "', '" + table_name +
+                "_latest')",
+            "4"};
+}
+
 std::string read_only_statement(Dbms dbms) {
     switch (dbms) {
         case Dbms::postgresql:

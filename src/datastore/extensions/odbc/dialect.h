@@ -5,6 +5,7 @@
 #define VEXA_ODBC_PLUGIN_DIALECT_H_
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace vexa::datastore::odbc_plugin {
@@ -18,6 +19,12 @@ Dbms dbms_of(std::string const& dbms_name);
 // they run in one transaction, serialised between concurrent openers by an
 // advisory lock; elsewhere the library's own texts serve as they are.
 std::vector<std::string> schema_statements(Dbms dbms);
+
+// A query counting the schema objects that schema_statements() would
+// create, and the count when all exist; two empty texts where the statements
+// are cheap enough to run every time. On PostgreSQL they would otherwise
+// wait for every open transaction on the table, a batch among them.
+std::pair<std::string, std::string> schema_presence_query(Dbms dbms);
 
 // A statement that makes the session refuse every write, or "" where the
 // driver's read-only access mode must do.

@@ -57,6 +57,10 @@ OdbcExtension::OdbcExtension() { hosts_query = composed_hosts_query(); }
 
 OdbcExtension::~OdbcExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);
+    if (batch_ == Batch::open && connection_ != nullptr) {
+        // A batch still open when the instance closes is committed.
+        SQLEndTran(SQL_HANDLE_DBC, connection_->get(), SQL_COMMIT);
+    }
     insert_statement_.reset();
     connection_.reset();
 }
@@ -108,7 +112,11 @@ void OdbcExtension::connect() {
             execute(connection->get(), refuse_writes);
         }
     } else {
-        run_in_transaction(connection->get(), schema_statements(dbms));
+        auto const [presence_query, all_present] = schema_presence_query(dbms);
+        if (presence_query.empty() ||
+            first_text(connection->get(), presence_query) != all_present) {
+            run_in_transaction(connection->get(), schema_statements(dbms));
+        }
         insert_statement_ = prepare_insert(connection->get());
     }
     try {
@@ -139,8 +147,13 @@ Connection& OdbcExtension::connection() {
     return *connection_;
 }
 
-void OdbcExtension::forget_if_lost(OdbcError const& error) {
-    if (connection_ != nullptr && (error.connection_lost() || connection_->dead())) {
+void OdbcExtension::after_failure(std::exception const& error) {
+    if (batch_ == Batch::open) {
+        roll_back_batch(error.what());
+    }
+    auto const* odbc_error = dynamic_cast<OdbcError const*>(&error);
+    bool const lost = odbc_error != nullptr && odbc_error->connection_lost();
+    if (connection_ != nullptr && (lost || connection_->dead())) {
         log_warning("odbc " + source_.display() + ": connection lost: " + error.what());
         insert_statement_.reset();
         connection_.reset();
@@ -176,8 +189,8 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
             row = Row();
         }
         return true;
-    } catch (OdbcError const& error) {
-        forget_if_lost(error);
+    } catch (std::exception const& error) {
+        after_failure(error);
         throw;
     }
 }
@@ -185,15 +198,15 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
 bool OdbcExtension::insert(provider::header const& header, std::string const& option_id,
                            std::string const& stdout_text, std::string const& stderr_text) {
     std::lock_guard<std::mutex> const lock(mutex_);
-    if (source_.read_only || !opened_) {
-        return false;
+    if (source_.read_only || !opened_ || batch_ == Batch::failed) {
+        return false;  // a failed batch takes nothing more
     }
     try {
         connection();
         execute_insert(insert_statement_.get(), header, option_id, stdout_text, stderr_text);
         return true;
-    } catch (OdbcError const& error) {
-        forget_if_lost(error);
+    } catch (std::exception const& error) {
+        after_failure(error);
         throw;
     }
 }

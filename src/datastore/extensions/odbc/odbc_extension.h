@@ -46,6 +46,11 @@ class OdbcExtension : public interface {
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
+    // Serves the project's own operations (datastore/operations.h) and
+    // hands every other opcode to interface::control. Never throws; a
+    // failure of an own operation is logged at level 4 with the instance.
+    int control(unsigned short opcode, void const* in, void* out, void* extra) override;
+
     // Where the database system refuses the composed grouping, the same
     // results from standard SQL; elsewhere the composed operations.
     bool get_latest_rows_provider(std::vector<std::string> providers, std::vector<Row>& out,
@@ -67,8 +72,20 @@ class OdbcExtension : public interface {
     void connect();
     // The open connection, made again first when it was lost.
     Connection& connection();
-    // Forgets a lost connection (logging why) so a later call makes it again.
-    void forget_if_lost(OdbcError const& error);
+    // After a failed call: rolls an open batch back (a failed statement
+    // ends PostgreSQL's transaction anyway), and forgets a lost connection
+    // (logging why) so that a later call makes it again.
+    void after_failure(std::exception const& error);
+    // Rolls the open batch back after `reason` and logs it; the batch stays
+    // failed until OP_COMMIT_BATCH ends it.
+    void roll_back_batch(std::string const& reason) noexcept;
+    // Switches the connection's autocommit on or off.
+    void set_autocommit(bool on);
+
+    int query_table_operation(void const* in, void* out);
+    int prune_operation(void const* in, void* out);
+    bool begin_batch();
+    bool commit_batch();
 
     mutable std::mutex mutex_;  // serialises the connection between threads
     DataSource source_;
@@ -79,6 +96,8 @@ class OdbcExtension : public interface {
     std::string dbms_name_;
     std::string dbms_version_;
     bool grouping_refused_ = false;
+    enum class Batch { none, open, failed };
+    Batch batch_ = Batch::none;
 };
 
 }  // namespace vexa::datastore::odbc_plugin
