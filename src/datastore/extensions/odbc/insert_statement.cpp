@@ -1,7 +1,6 @@
 #include "insert_statement.h"
 
 #include <cstdint>
-#include <stdexcept>
 
 #include <datastore/vocabulary.h>
 
@@ -63,11 +62,6 @@ Statement prepare_insert(SQLHDBC dbc) {
 void execute_insert(SQLHSTMT statement, provider::header const& header,
                     std::string const& option_id, std::string const& stdout_text,
                     std::string const& stderr_text) {
-    for (std::string const& name : header.node_names) {
-        if (name.find(',') != std::string::npos) {
-            throw std::runtime_error("node name \"" + name + "\" holds a comma");
-        }
-    }
     std::string const node_names = sqlite_plugin::join_node_names(header.node_names);
     std::int32_t const encoding = header.Encoding;
     Binder bind(statement);

@@ -14,8 +14,8 @@ namespace vexa::datastore::odbc_plugin {
 Statement prepare_insert(SQLHDBC dbc);
 
 // Binds the run's values to `statement` (made by prepare_insert) and
-// executes it. Throws OdbcError, or std::runtime_error for a node name
-// holding a comma.
+// executes it. Throws OdbcError, or std::runtime_error (before anything
+// runs) for a node name holding a comma, which would come back as two.
 void execute_insert(SQLHSTMT statement, provider::header const& header,
                     std::string const& option_id, std::string const& stdout_text,
                     std::string const& stderr_text);
