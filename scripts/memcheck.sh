@@ -35,6 +35,9 @@ run_one() {
 export -f run_one
 export supp logs
 
+# Only the executables directly in tests/: the ODBC suites (tests/odbc) need
+# ctest's PostgreSQL fixture and run through third-party drivers, and are not
+# checked here yet.
 # concurrency_test is left to the ThreadSanitizer build: valgrind runs its
 # eight threads one at a time, which takes many minutes for nothing it would
 # not see in the other suites.
