@@ -201,6 +201,16 @@ TEST_F(MonitoringCommands, CheckIsUnknownForABadStaleDuration) {
     EXPECT_EQ(0u, outcome.out.find("VEXA UNKNOWN - --stale: ")) << outcome.out;
 }
 
+TEST_F(MonitoringCommands, CheckIsUnknownForAThresholdThatIsNotACount) {
+    store(kCluster);
+    auto outcome = run({"check", "--crit", "-1"});
+    EXPECT_EQ(3, outcome.status) << outcome.err;
+    EXPECT_EQ("VEXA UNKNOWN - --crit: '-1' is not a number of hosts\n", outcome.out);
+    outcome = run({"check", "--warn", "five"});
+    EXPECT_EQ(3, outcome.status) << outcome.err;
+    EXPECT_EQ("VEXA UNKNOWN - --warn: 'five' is not a number of hosts\n", outcome.out);
+}
+
 // ---- metrics ------------------------------------------------------------
 
 // The sample lines the cluster's latest results must give.

@@ -12,14 +12,28 @@ namespace vexa::tool {
 
 namespace {
 
+// Values are taken as text and checked here, so that a mistake in a
+// monitoring system's command line is UNKNOWN (3), not CRITICAL (2).
 struct CheckOptions {
     std::vector<std::string> providers;
     std::string stale = "15m";
-    CheckThresholds thresholds;
+    std::string warn = "0";
+    std::string crit = "0";
 };
+
+int host_count(std::string const& text, std::string const& option) {
+    bool digits = !text.empty() && text.size() <= 9 &&
+                  text.find_first_not_of("0123456789") == std::string::npos;
+    if (!digits) {
+        throw UsageError(option + ": '" + text + "' is not a number of hosts");
+    }
+    return std::stoi(text);
+}
 
 CheckVerdict verdict(GlobalOptions const& global, CheckOptions const& options) {
     std::int64_t const stale_after = duration_seconds(options.stale, "--stale");
+    CheckThresholds const thresholds{host_count(options.warn, "--warn"),
+                                     host_count(options.crit, "--crit")};
     for (auto const& [config, error] :
          open_configured_datastores(global.config_file, Access::read)) {
         if (!error.empty()) {
@@ -29,7 +43,7 @@ CheckVerdict verdict(GlobalOptions const& global, CheckOptions const& options) {
         }
     }
     auto const grid = read_health_grid(options.providers, now_seconds(), stale_after);
-    return check_health(grid, options.thresholds);
+    return check_health(grid, thresholds);
 }
 
 int run_check(GlobalOptions const& global, CheckOptions const& options) {
@@ -62,12 +76,10 @@ void add_check_command(CommandLine& line) {
         ->add_option("--stale", options.stale, "a result older than this is stale (s, m, h, d, w)")
         ->type_name("DURATION")
         ->capture_default_str();
-    command->add_option("--warn", options.thresholds.warn, "WARNING when more hosts than N failed")
-        ->check(CLI::NonNegativeNumber)
+    command->add_option("--warn", options.warn, "WARNING when more hosts than N failed")
         ->type_name("N")
         ->capture_default_str();
-    command->add_option("--crit", options.thresholds.crit, "CRITICAL when more hosts than N failed")
-        ->check(CLI::NonNegativeNumber)
+    command->add_option("--crit", options.crit, "CRITICAL when more hosts than N failed")
         ->type_name("N")
         ->capture_default_str();
     set_action(line, command, [&global = line.global] { return run_check(global, options); });
