@@ -125,17 +125,34 @@ TEST_F(QueryTable, WritingStatementsAreRefusedBeforeTheyRun) {
     for (std::string const& sql :
          {std::string("DELETE FROM provider_datastore"),
           std::string("INSERT INTO provider_datastore(Provider) VALUES('x')"),
-          std::string("DROP TABLE baseline_datastore"), std::string("BEGIN"),
-          std::string("ATTACH DATABASE '" + dir_.file("other.db") + "' AS other"),
-          std::string("PRAGMA journal_mode=DELETE"),
+          std::string("DROP TABLE baseline_datastore"),
           std::string("WITH gone AS (SELECT 1) DELETE FROM provider_datastore")}) {
         StderrCapture err;
         EXPECT_EQ(query("rw", sql, table), kFailed) << sql;
         EXPECT_EQ(err.text(), "Datastore \"rw\": not a read-only statement: " + sql + "\n");
     }
+    // What would change the connection or make files is not authorized.
+    for (std::string const& sql :
+         {std::string("BEGIN"),
+          std::string("ATTACH DATABASE '" + dir_.file("other.db") + "' AS other"),
+          std::string("PRAGMA journal_mode=DELETE")}) {
+        StderrCapture err;
+        EXPECT_EQ(query("rw", sql, table), kFailed) << sql;
+        EXPECT_EQ(err.text(), "Datastore \"rw\": not authorized\n");
+    }
 
     EXPECT_EQ(contents_of(file), before);
     EXPECT_FALSE(vexa::test::exists(dir_.file("other.db")));
+}
+
+TEST_F(QueryTable, APragmaThatOnlyReadsAnswers) {
+    open_store("rw");
+    Table table;
+
+    ASSERT_EQ(query("rw", "PRAGMA index_info(provider_datastore_latest)", table), kOk);
+
+    ASSERT_EQ(table.rows.size(), 4u);
+    EXPECT_EQ(table.rows.front().back(), "Provider");
 }
 
 TEST_F(QueryTable, ASecondStatementIsRefusedAndNothingRuns) {

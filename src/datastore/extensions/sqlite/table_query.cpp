@@ -2,44 +2,29 @@
 
 #include <stdexcept>
 
+#include "read_authorizer.h"
 #include "sqlite_calls.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
 namespace {
 
-// Lets a statement being compiled read and call functions, nothing else;
-// `denied` learns that something else was asked for.
-int allow_reading_only(void* denied, int action, char const*, char const*, char const*,
-                       char const*) {
-    switch (action) {
-        case SQLITE_SELECT:
-        case SQLITE_READ:
-        case SQLITE_FUNCTION:
-        case SQLITE_RECURSIVE:
-            return SQLITE_OK;
-        default:
-            *static_cast<bool*>(denied) = true;
-            return SQLITE_DENY;
-    }
-}
-
-// Compiles the first statement of `sql` under allow_reading_only; `rest`
-// gets the text after it.
+// Compiles the first statement of `sql` as select() does: under the read
+// authorizer, and only when it cannot write. `rest` gets the text after it.
 Statement prepare_reading(::sqlite3* db, std::string const& sql, std::string& rest) {
-    bool denied = false;
-    sqlite3_set_authorizer(db, allow_reading_only, &denied);
     sqlite3_stmt* statement = nullptr;
     char const* tail = nullptr;
-    int const rc =
-        sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &statement, &tail);
-    sqlite3_set_authorizer(db, nullptr, nullptr);
-    Statement owned(statement);
-    if (denied) {
-        throw std::runtime_error("not a read-only statement: " + sql);
+    int rc = SQLITE_OK;
+    {
+        ReadAuthorizer const authorizer(db);
+        rc = sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &statement, &tail);
     }
+    Statement owned(statement);
     if (rc != SQLITE_OK) {
         fail(db);
+    }
+    if (owned != nullptr && sqlite3_stmt_readonly(owned.get()) == 0) {
+        throw std::runtime_error("not a read-only statement: " + sql);
     }
     rest.assign(tail == nullptr ? sql.data() + sql.size() : tail, sql.data() + sql.size());
     return owned;

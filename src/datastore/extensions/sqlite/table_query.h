@@ -10,11 +10,11 @@
 
 namespace vexa::datastore::sqlite_plugin {
 
-// Replaces `out` with the result of `sql` on `db`. Refuses, by throwing
-// std::runtime_error "not a read-only statement: SQL" before anything runs,
-// a statement that would do anything but read (write, attach, start or end a
-// transaction, run a pragma), and, by throwing "more than one statement:
-// SQL", a text holding a second statement. An SQL error throws
+// Replaces `out` with the result of `sql` on `db`. Refuses before anything
+// runs, as select() does, a statement that would write (std::runtime_error
+// "not a read-only statement: SQL") or that ReadAuthorizer denies, such as
+// ATTACH, a transaction or a PRAGMA that sets ("not authorized"), and, by
+// throwing "more than one statement: SQL", a text holding a second statement. An SQL error throws
 // std::runtime_error with SQLite's text. A NULL cell is nullopt,
 // any other cell SQLite's own text of the value (integers exact, blobs as
 // their bytes).
