@@ -39,4 +39,9 @@ run_one() {
 export -f run_one
 export work seconds
 
-ls "$build"/tests/fuzz/*_fuzzer | xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
+mapfile -t fuzzers < <(find "$build/tests/fuzz" -maxdepth 1 -type f -executable -name '*_fuzzer' | sort)
+if [ ${#fuzzers[@]} -eq 0 ]; then
+  echo "fuzz: no fuzz target in $build/tests/fuzz" >&2
+  exit 1
+fi
+printf '%s\n' "${fuzzers[@]}" | xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}

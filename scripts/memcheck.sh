@@ -41,5 +41,11 @@ export supp logs
 # concurrency_test is left to the ThreadSanitizer build: valgrind runs its
 # eight threads one at a time, which takes many minutes for nothing it would
 # not see in the other suites.
-find "$build/tests" -maxdepth 1 -type f -executable -name '*_test' ! -name concurrency_test | sort |
-  xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
+mapfile -t executables < <(find "$build/tests" -maxdepth 1 -type f -executable -name '*_test' \
+  ! -name concurrency_test | sort)
+if [ ${#executables[@]} -eq 0 ]; then
+  echo "memcheck: no test executable in $build/tests" >&2
+  exit 1
+fi
+printf '%s\n' "${executables[@]}" | xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
+echo "memcheck: ${#executables[@]} test executables without a memory error or leak"
