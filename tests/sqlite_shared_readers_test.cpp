@@ -79,6 +79,9 @@ TEST_F(SqliteSharedReaders, AnotherUserReadsAClosedDatastore) {
     open_sqlite("writer", sqlite_params(file_, false));
     write_rows(3);
     vexa::datastore::DataStoreParseUtility::clear_db_vector();
+    // Kept for readers, emptied: the rows are all in the database file.
+    EXPECT_EQ(std::filesystem::file_size(file_ + "-wal"), 0u);
+    EXPECT_TRUE(vexa::test::exists(file_ + "-shm"));
     std::vector<std::string> const before = owners();
 
     EXPECT_EQ(rows_read_by_another_user(), 3);

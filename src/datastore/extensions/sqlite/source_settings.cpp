@@ -32,6 +32,7 @@ SourceSettings read_source_settings(std::string const& parameters) {
     if (!parse_sqlite_params(parameters, source, settings.read_only)) {
         throw std::runtime_error("malformed source parameters \"" + parameters + "\"");
     }
+    // Every part is a key=value pair: the shared reader returned true.
     for (std::string const& part : str::split(parameters, '|', true)) {
         std::vector<std::string> const pieces = str::split(part, '=', true);
         std::string const key = str::stripws(pieces[0]);
