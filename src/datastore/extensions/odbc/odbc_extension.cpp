@@ -13,8 +13,9 @@ namespace vexa::datastore::odbc_plugin {
 
 namespace {
 
-// A server that does not answer fails the call in this time, not a TCP timeout.
-constexpr SQLUINTEGER connect_timeout_seconds = 5;
+// A server that does not answer fails the call in this time, not a TCP
+// timeout; password hashing on a busy machine can take seconds of it.
+constexpr SQLUINTEGER connect_timeout_seconds = 15;
 // Attempts at making a lost connection again within one call.
 constexpr int reconnect_attempts = 2;
 
