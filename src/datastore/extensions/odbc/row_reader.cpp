@@ -28,8 +28,9 @@ enum Member : int {
     unique_timestamp_member,
 };
 
-// Large enough for most cells in one call; longer ones take a second.
-constexpr std::size_t chunk_size = 64 * 1024;
+// Large enough for most cells in one call; longer ones take a second. Not
+// larger: drivers fill the whole buffer they are given on every call.
+constexpr std::size_t chunk_size = 1024;
 
 char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
@@ -84,26 +85,44 @@ Number RowReader::read_number(SQLUSMALLINT column, SQLSMALLINT c_type) {
 
 void RowReader::read_text(SQLUSMALLINT column, std::string& text) {
     text.clear();
+    SQLLEN indicator = 0;
+    SQLRETURN rc = SQLGetData(statement_, column, SQL_C_CHAR, chunk_.data(),
+                              static_cast<SQLLEN>(chunk_.size()), &indicator);
+    if (rc == SQL_NO_DATA || indicator == SQL_NULL_DATA) {
+        return;
+    }
+    check(rc, SQL_HANDLE_STMT, statement_, "SQLGetData");
+    // Every part arrives with a terminating NUL; a cut part (01004) fills
+    // the buffer but for that byte.
+    std::size_t const room = chunk_.size() - 1;
+    if (indicator != SQL_NO_TOTAL && static_cast<std::size_t>(indicator) <= room) {
+        text.assign(chunk_.data(), static_cast<std::size_t>(indicator));
+        return;
+    }
+    // A long cell: the rest goes straight into the text, in one more call
+    // when the driver tells the length.
+    if (indicator != SQL_NO_TOTAL) {
+        text.reserve(static_cast<std::size_t>(indicator) + 1);
+    }
+    text.assign(chunk_.data(), room);
+    std::size_t want =
+        indicator == SQL_NO_TOTAL ? room : static_cast<std::size_t>(indicator) - room;
     for (;;) {
-        SQLLEN indicator = 0;
-        SQLRETURN const rc = SQLGetData(statement_, column, SQL_C_CHAR, chunk_.data(),
-                                        static_cast<SQLLEN>(chunk_.size()), &indicator);
-        if (rc == SQL_NO_DATA || indicator == SQL_NULL_DATA) {
+        std::size_t const offset = text.size();
+        text.resize(offset + want + 1);
+        rc = SQLGetData(statement_, column, SQL_C_CHAR, &text[offset],
+                        static_cast<SQLLEN>(want + 1), &indicator);
+        if (rc == SQL_NO_DATA) {
+            text.resize(offset);
             return;
         }
         check(rc, SQL_HANDLE_STMT, statement_, "SQLGetData");
-        // Each part arrives with a terminating NUL; a cut part (01004) fills
-        // the buffer but for that byte.
-        std::size_t const room = chunk_.size() - 1;
-        bool const cut = indicator == SQL_NO_TOTAL || static_cast<std::size_t>(indicator) > room;
-        if (!cut) {
-            text.append(chunk_.data(), static_cast<std::size_t>(indicator));
+        if (indicator != SQL_NO_TOTAL && static_cast<std::size_t>(indicator) <= want) {
+            text.resize(offset + static_cast<std::size_t>(indicator));
             return;
         }
-        if (text.empty() && indicator != SQL_NO_TOTAL) {
-            text.reserve(static_cast<std::size_t>(indicator));  // the whole cell, once
-        }
-        text.append(chunk_.data(), room);
+        text.resize(offset + want);
+        want = indicator == SQL_NO_TOTAL ? want * 2 : static_cast<std::size_t>(indicator) - want;
     }
 }
 
