@@ -1268,6 +1268,64 @@ TEST_F(ToolInScratchHome, PruneRemovesOldResultsAndCanKeepTheLatest) {
     EXPECT_EQ(4u, json_of({"select"}).size());
 }
 
+// --- plug-ins without the project's own operations ------------------------------------
+
+#ifdef VEXA_PLUGIN_RECORDS_ONLY_PLUGIN
+// The same SQLite file as the instance "cluster", once through the SQLite
+// plug-in and once through a plug-in that serves only the four contract
+// opcodes: the tool's output is the same.
+TEST_F(ToolWithKnownRows, APlugInWithoutTheNewOperationsGivesTheSameOutput) {
+    std::string const plugin = VEXA_PLUGIN_RECORDS_ONLY_PLUGIN;
+    std::string const plugin_directory = plugin.substr(0, plugin.rfind('/'));
+    std::string const plugin_file = plugin.substr(plugin.rfind('/') + 1);
+    auto config_for = [&](std::string const& name, std::string const& type,
+                          std::string const& directory, std::string const& library,
+                          std::string const& database, std::string const& prefix = "") {
+        write_file(file(name + "_instance.xml"),
+                   "<configuration instance_name=\"cluster\" type=\"" + type +
+                       "\" source_types=\"data\" source_parameters=\"" + prefix +
+                       "source=" + database + "\"/>\n");
+        write_file(file(name), "<datastores><group path=\"" + directory +
+                                   "\"><entry config_path=\"" + dir_.path() + "\" config_file=\"" +
+                                   name + "_instance.xml\">" + library +
+                                   "</entry></group></datastores>\n");
+        return file(name);
+    };
+    std::string const served =
+        config_for("served.xml", "sqlite3", kPluginDirectory, "libsqlite.so", default_database());
+    std::string const records_only =
+        config_for("records_only.xml", "other", plugin_directory, plugin_file, default_database(),
+                   "library=" + kPluginDirectory + "/libsqlite.so|");
+
+    for (std::string format : {"table", "csv", "json", "jsonl"}) {
+        std::vector<std::string> args{"--format", format, "sql",
+                                      "SELECT * FROM vexa_1 ORDER BY rowid"};
+        args.insert(args.begin(), {"--config", served});
+        std::string const expected = output_of(args);
+        args[1] = records_only;
+        EXPECT_EQ(expected, output_of(args)) << format;
+    }
+    EXPECT_EQ(4u, json_of({"--config", records_only, "sql", "SELECT * FROM vexa_1"}).size());
+
+    // Batches fall back to one record at a time, with the same report.
+    std::string const record = R"({"Provider": "p", "Hostname": "h", "Timestamp": 1})"
+                               "\n";
+    std::string const report = "stored 1 record in cluster (" + default_description() + ")\n";
+    EXPECT_EQ(report, output_of({"--config", served, "insert"}, record));
+    EXPECT_EQ(report, output_of({"--config", records_only, "insert", "--batch", "2"}, record));
+    EXPECT_EQ(6u, json_of({"select"}).size());
+
+    // Pruning has no fallback: the datastore is named.
+    Outcome outcome = run({"--config", records_only, "prune", "--older-than", "1d"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("(no rows)\n", outcome.out);
+    EXPECT_EQ(
+        "vexa-datastore: warning: datastore \"cluster\" cannot remove results (its plug-in does "
+        "not serve it)\n",
+        outcome.err);
+}
+#endif
+
 // --- load-sql ---------------------------------------------------------------------------
 
 TEST_F(ToolInScratchHome, LoadSqlReportsTheFailingLineAndTheMissingScript) {
