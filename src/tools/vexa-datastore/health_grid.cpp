@@ -4,25 +4,15 @@
 #include <cctype>
 #include <map>
 #include <numeric>
+#include <string_view>
 
 namespace vexa::tool {
 
 using datastore::Row;
 
-char const* state_name(CellState state) {
-    switch (state) {
-        case CellState::failed:
-            return "failed";
-        case CellState::stale:
-            return "stale";
-        case CellState::never:
-            return "never";
-        case CellState::passed:
-            return "passed";
-    }
-    return "";
-}
+namespace {
 
+// Whether `a` comes before `b` with runs of digits compared as numbers.
 bool natural_less(std::string const& a, std::string const& b) {
     auto digit = [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; };
     std::size_t i = 0;
@@ -59,8 +49,6 @@ bool natural_less(std::string const& a, std::string const& b) {
     }
     return a < b;  // "node01" and "node1" still have an order
 }
-
-namespace {
 
 CellState state_of(Row const& row, std::int64_t now, std::int64_t stale_after) {
     if (stale_after > 0 && row.Timestamp < now - stale_after) {

@@ -15,9 +15,6 @@ namespace vexa::tool {
 // Worst first: a host ranks by its worst cell.
 enum class CellState { failed, stale, never, passed };
 
-// "failed", "stale", "never", "passed".
-char const* state_name(CellState state);
-
 struct GridCell {
     CellState state = CellState::never;
     datastore::Row const* row = nullptr;  // into HealthGrid::rows; null when never reported
@@ -52,9 +49,6 @@ struct HealthGrid {
 HealthGrid make_health_grid(std::vector<datastore::Row> latest_rows,
                             std::vector<std::string> providers, std::int64_t now,
                             std::int64_t stale_after);
-
-// Whether `a` comes before `b` with runs of digits compared as numbers.
-bool natural_less(std::string const& a, std::string const& b);
 
 }  // namespace vexa::tool
 
