@@ -1,59 +1,19 @@
 #include "row_reader.h"
 
 #include <cstdint>
-#include <string_view>
 
 #include "../sqlite/node_names.h"
+#include "../sqlite/row_members.h"
 
 namespace vexa::datastore::odbc_plugin {
 
 namespace {
 
-// Row members by their index in column_index_map.
-enum Member : int {
-    rowid_member = 0,
-    provider_member,
-    hostname_member,
-    num_nodes_member,
-    node_names_member,
-    exit_status_member,
-    timestamp_member,
-    duration_member,
-    encoding_member,
-    stdout_member,
-    stderr_member,
-    option_id_member,
-    version_member,
-    username_member,
-    unique_timestamp_member,
-};
+using namespace sqlite_plugin;  // the Row members shared with the SQLite plug-in
 
 // Large enough for most cells in one call; longer ones take a second. Not
 // larger: drivers fill the whole buffer they are given on every call.
 constexpr std::size_t chunk_size = 1024;
-
-char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool same_name(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (std::string_view::size_type i = 0; i < a.size(); ++i) {
-        if (ascii_lower(a[i]) != ascii_lower(b[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
-int member_of(std::string_view name, std::map<std::string, int> const& fields) {
-    for (auto const& [key, member] : fields) {
-        if (member >= rowid_member && member <= unique_timestamp_member && same_name(key, name)) {
-            return member;
-        }
-    }
-    return -1;
-}
 
 }  // namespace
 
@@ -67,7 +27,7 @@ RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& field
         check(
             SQLColAttribute(statement, column, SQL_DESC_NAME, name, sizeof name, &length, nullptr),
             SQL_HANDLE_STMT, statement, "SQLColAttribute");
-        int const member = member_of(name, fields);
+        int const member = row_member_of(name, fields);
         if (member >= 0) {
             targets_.push_back({column, member});
         }
@@ -149,7 +109,7 @@ bool RowReader::read(Row& row) {
                 break;
             case node_names_member:
                 read_text(c, node_names_);
-                sqlite_plugin::split_node_names(node_names_, row.node_names);
+                split_node_names(node_names_, row.node_names);
                 break;
             case exit_status_member:
                 row.Exit_status = read_number<std::int32_t>(c, SQL_C_SLONG);

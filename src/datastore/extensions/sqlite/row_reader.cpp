@@ -3,55 +3,15 @@
 #include <string_view>
 
 #include "node_names.h"
+#include "row_members.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
 namespace {
 
-// Row members by their index in column_index_map.
-enum Member : int {
-    rowid_member = 0,
-    provider_member,
-    hostname_member,
-    num_nodes_member,
-    node_names_member,
-    exit_status_member,
-    timestamp_member,
-    duration_member,
-    encoding_member,
-    stdout_member,
-    stderr_member,
-    option_id_member,
-    version_member,
-    username_member,
-    unique_timestamp_member,
-};
-
-char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-bool same_name(std::string_view a, std::string_view b) {
-    if (a.size() != b.size()) {
-        return false;
-    }
-    for (std::string_view::size_type i = 0; i < a.size(); ++i) {
-        if (ascii_lower(a[i]) != ascii_lower(b[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// The member that column `name` fills, or -1.
+// The member that column `name` fills, or -1; SQLite may name no column.
 int member_of(char const* name, std::map<std::string, int> const& fields) {
-    if (name == nullptr) {
-        return -1;
-    }
-    for (auto const& [key, member] : fields) {
-        if (member >= rowid_member && member <= unique_timestamp_member && same_name(key, name)) {
-            return member;
-        }
-    }
-    return -1;
+    return name == nullptr ? -1 : row_member_of(name, fields);
 }
 
 std::string_view text_of(sqlite3_stmt* statement, int column) {
