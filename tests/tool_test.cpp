@@ -19,6 +19,7 @@
 
 #include <datastore/datastore.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <nlohmann/json.hpp>
 
 #include "test_support.h"
@@ -824,6 +825,24 @@ TEST_F(ToolInScratchHome, AReadOnlyDatastoreStopsInsertAndDemoAtTheFirstRecord) 
     EXPECT_EQ("", outcome.out);
     EXPECT_EQ("vexa-datastore: no datastore stored the demo results (tried \"ro\" (sqlite3 " +
                   file("ro.db") + " (read-only)))\n",
+              outcome.err);
+}
+
+TEST_F(ToolInScratchHome, ALockedDatastoreIsReportedAsLockedNotReadOnly) {
+    output_of({"demo"});
+    // Another writer holds the write lock for as long as the tool waits (the
+    // plug-in's busy timeout), so the tool's writable open cannot finish.
+    sqlite3* writer = nullptr;
+    ASSERT_EQ(SQLITE_OK, sqlite3_open(default_database().c_str(), &writer));
+    ASSERT_EQ(SQLITE_OK, sqlite3_exec(writer, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr));
+    Outcome outcome = run({"insert"}, R"({"Provider": "p", "Hostname": "h"})"
+                                      "\n");
+    sqlite3_exec(writer, "ROLLBACK;", nullptr, nullptr, nullptr);
+    sqlite3_close(writer);
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("", outcome.out);
+    EXPECT_EQ("vexa-datastore: cannot open datastore \"vexa_default\" at " + default_database() +
+                  ": database is locked\n",
               outcome.err);
 }
 
