@@ -211,6 +211,18 @@ TEST_F(MonitoringCommands, CheckIsUnknownForAThresholdThatIsNotACount) {
     EXPECT_EQ("VEXA UNKNOWN - --warn: 'five' is not a number of hosts\n", outcome.out);
 }
 
+TEST_F(MonitoringCommands, CheckIsUnknownForAnOptionItDoesNotKnow) {
+    store(kCluster);
+    auto outcome = run({"check", "--bogus"});
+    EXPECT_EQ(3, outcome.status) << outcome.err;
+    EXPECT_EQ("VEXA UNKNOWN - The following argument was not expected: --bogus (see --help)\n",
+              outcome.out);
+    EXPECT_EQ("", outcome.err);
+    outcome = run({"check", "--stale"});
+    EXPECT_EQ(3, outcome.status) << outcome.err;
+    EXPECT_EQ(0u, outcome.out.find("VEXA UNKNOWN - --stale: ")) << outcome.out;
+}
+
 // ---- metrics ------------------------------------------------------------
 
 // The sample lines the cluster's latest results must give.

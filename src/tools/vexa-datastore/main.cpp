@@ -9,6 +9,7 @@
 #include <datastore/datastore.h>
 #include <CLI/CLI.hpp>
 
+#include "check_status.h"
 #include "closest_name.h"
 #include "commands.h"
 #include "monitoring_commands.h"
@@ -30,6 +31,18 @@ Format format_named(std::string const& name) {
            : name == "jsonl" ? Format::jsonl
            : name == "csv"   ? Format::csv
                              : Format::table;
+}
+
+// A command line the parser refuses: one line on standard error and exit
+// status 2, except for the check command, which a monitoring system runs and
+// reads by the monitoring convention: its status line, UNKNOWN (3).
+int usage_failure(CLI::App const& app, std::string const& message) {
+    if (app.got_subcommand("check")) {
+        std::cout << unknown_line(message) << std::endl;
+        return check_unknown;
+    }
+    report(message);
+    return kUsageStatus;
 }
 
 // A word where a command was expected, with the command it was probably
@@ -100,12 +113,10 @@ int main(int argc, char** argv) {
     } catch (CLI::ExtrasError const& e) {
         auto extras = app.remaining();
         bool misnamed = !run && !extras.empty() && extras.front().rfind('-', 0) != 0;
-        report(misnamed ? unknown_command(app, extras.front())
-                        : std::string(e.what()) + " (see --help)");
-        return kUsageStatus;
+        return usage_failure(app, misnamed ? unknown_command(app, extras.front())
+                                           : std::string(e.what()) + " (see --help)");
     } catch (CLI::ParseError const& e) {
-        report(std::string(e.what()) + " (see --help)");
-        return kUsageStatus;
+        return usage_failure(app, std::string(e.what()) + " (see --help)");
     }
     if (!run) {
         report("a command is required (see --help)");
