@@ -7,11 +7,11 @@ namespace {
 
 class JsonLinesOutput : public RowOutput {
   public:
-    JsonLinesOutput(std::vector<std::string> columns, std::ostream& out)
-        : columns_(std::move(columns)), out_(out) {}
+    JsonLinesOutput(std::vector<std::string> const& columns, std::ostream& out)
+        : objects_(columns, false), out_(out) {}
 
     void row(std::vector<Cell> const& cells) override {
-        out_ << json_object_text(columns_, cells, -1) << '\n';
+        out_ << objects_.text_of(cells) << '\n';
         check_written(out_);
     }
 
@@ -21,14 +21,14 @@ class JsonLinesOutput : public RowOutput {
     }
 
   private:
-    std::vector<std::string> columns_;
+    JsonObjectWriter objects_;
     std::ostream& out_;
 };
 
 }  // namespace
 
 std::unique_ptr<RowOutput> json_lines_output(std::vector<std::string> columns, std::ostream& out) {
-    return std::make_unique<JsonLinesOutput>(std::move(columns), out);
+    return std::make_unique<JsonLinesOutput>(columns, out);
 }
 
 }  // namespace vexa::tool

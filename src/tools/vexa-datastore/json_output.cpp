@@ -7,20 +7,11 @@ namespace {
 
 class JsonOutput : public RowOutput {
   public:
-    JsonOutput(std::vector<std::string> columns, std::ostream& out)
-        : columns_(std::move(columns)), out_(out) {}
+    JsonOutput(std::vector<std::string> const& columns, std::ostream& out)
+        : objects_(columns, true), out_(out) {}
 
     void row(std::vector<Cell> const& cells) override {
-        // Each object indented one level inside the array.
-        std::string text = json_object_text(columns_, cells, 2);
-        std::string indented = "  ";
-        for (char c : text) {
-            indented += c;
-            if (c == '\n') {
-                indented += "  ";
-            }
-        }
-        out_ << (first_ ? "[\n" : ",\n") << indented;
+        out_ << (first_ ? "[\n" : ",\n") << objects_.text_of(cells);
         first_ = false;
         check_written(out_);
     }
@@ -31,7 +22,7 @@ class JsonOutput : public RowOutput {
     }
 
   private:
-    std::vector<std::string> columns_;
+    JsonObjectWriter objects_;
     std::ostream& out_;
     bool first_ = true;
 };
@@ -39,7 +30,7 @@ class JsonOutput : public RowOutput {
 }  // namespace
 
 std::unique_ptr<RowOutput> json_output(std::vector<std::string> columns, std::ostream& out) {
-    return std::make_unique<JsonOutput>(std::move(columns), out);
+    return std::make_unique<JsonOutput>(columns, out);
 }
 
 }  // namespace vexa::tool

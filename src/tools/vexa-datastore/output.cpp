@@ -28,15 +28,6 @@ std::string cell_text(Cell const& value) {
     return value.dump();
 }
 
-std::string json_object_text(std::vector<std::string> const& columns,
-                             std::vector<Cell> const& cells, int indent) {
-    Cell object = Cell::object();
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-        object[columns[i]] = cells[i];
-    }
-    return object.dump(indent, ' ', false, Cell::error_handler_t::replace);
-}
-
 std::unique_ptr<RowOutput> open_output(std::vector<std::string> columns,
                                        GlobalOptions const& global, std::ostream& out) {
     switch (global.format) {

@@ -67,17 +67,24 @@ std::vector<std::size_t> fitted_widths(std::vector<std::size_t> widths, std::siz
     return widths;
 }
 
+// One line of `cells` padded to `widths`. With `cut`, a longer text is
+// shortened to its column's width; without, it is written whole and the
+// rest of the line moves to the right.
 void write_line(std::vector<std::string> const& cells, std::vector<std::size_t> const& widths,
-                std::vector<bool> const& right_aligned, std::ostream& out) {
+                std::vector<bool> const& right_aligned, bool cut, std::ostream& out) {
     std::string line;
     for (std::size_t i = 0; i < cells.size(); ++i) {
-        line += (i ? std::string(kGap, ' ') : "") +
-                padded(shortened(cells[i], widths[i]), widths[i], right_aligned[i]);
+        line +=
+            (i ? std::string(kGap, ' ') : "") +
+            padded(cut ? shortened(cells[i], widths[i]) : cells[i], widths[i], right_aligned[i]);
     }
     line.erase(line.find_last_not_of(' ') + 1);
     out << line << '\n';
 }
 
+// The column widths come from the first kWindow rows (or all of them when
+// there are fewer); every later row is written at once with those widths,
+// so a long listing is neither held in memory nor delayed to its end.
 class TextTableOutput : public RowOutput {
   public:
     TextTableOutput(std::vector<std::string> columns, std::size_t width, std::ostream& out)
@@ -95,36 +102,64 @@ class TextTableOutput : public RowOutput {
         std::vector<std::string> line;
         for (std::size_t c = 0; c < columns_.size(); ++c) {
             line.push_back(one_line(cell_text(cells[c])));
-            widths_[c] = std::max(widths_[c], display_width(line.back()));
+        }
+        if (streaming_) {
+            write_line(line, widths_, numeric_, width_ != 0, out_);
+            check_written(out_);
+            return;
+        }
+        for (std::size_t c = 0; c < columns_.size(); ++c) {
+            widths_[c] = std::max(widths_[c], display_width(line[c]));
             numeric_[c] = numeric_[c] && cells[c].is_number();
         }
-        texts_.push_back(std::move(line));
+        window_.push_back(std::move(line));
+        if (window_.size() == kWindow) {
+            write_window();
+        }
     }
 
     void finish() override {
-        if (texts_.empty()) {
-            out_ << "(no rows)\n";
-        } else {
-            auto widths = width_ == 0 ? widths_ : fitted_widths(widths_, width_);
-            write_line(columns_, widths, numeric_, out_);
-            std::vector<std::string> rules;
-            for (auto w : widths) {
-                rules.emplace_back(w, '-');
-            }
-            write_line(rules, widths, numeric_, out_);
-            for (auto const& line : texts_) {
-                write_line(line, widths, numeric_, out_);
-            }
+        if (!streaming_) {
+            write_window();
         }
         out_.flush();
         check_written(out_);
     }
 
   private:
+    static constexpr std::size_t kWindow = 1000;
+
+    // The heading and the rows held so far; from then on rows are written
+    // as they come.
+    void write_window() {
+        streaming_ = true;
+        if (window_.empty()) {
+            out_ << "(no rows)\n";
+            return;
+        }
+        if (width_ != 0) {
+            widths_ = fitted_widths(widths_, width_);
+        }
+        bool const cut = width_ != 0;
+        write_line(columns_, widths_, numeric_, cut, out_);
+        std::vector<std::string> rules;
+        for (auto w : widths_) {
+            rules.emplace_back(w, '-');
+        }
+        write_line(rules, widths_, numeric_, cut, out_);
+        for (auto const& line : window_) {
+            write_line(line, widths_, numeric_, cut, out_);
+        }
+        window_.clear();
+        window_.shrink_to_fit();
+        check_written(out_);
+    }
+
     std::vector<std::string> columns_;
-    std::size_t width_;
+    std::size_t width_;  // 0: never shorten
     std::ostream& out_;
-    std::vector<std::vector<std::string>> texts_;
+    std::vector<std::vector<std::string>> window_;
+    bool streaming_ = false;
     std::vector<std::size_t> widths_;
     std::vector<bool> numeric_;
 };
