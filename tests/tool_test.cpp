@@ -2,7 +2,7 @@
 // temporary directory, its standard output, standard error and exit status
 // compared with what the user should see.
 #include <fcntl.h>
-#include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <map>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -46,32 +47,29 @@ struct Outcome {
     int status = -1;
     std::string out;
     std::string err;
+    long peak_kib = 0;  // the most memory the tool held (resident set)
 };
+
+// The unprivileged account, for what root is never refused.
+constexpr uid_t kNobody = 65534;
 
 // Runs the tool with `args`, `input` on its standard input and the caller's
 // environment changed by `env` (an empty value removes the variable). Its
 // standard error goes to `stderr_fd` and its standard output to `stdout_fd`
-// when they are given, and are then not part of the outcome.
+// when they are given, and are then not part of the outcome. With a `user`,
+// the tool runs as that user (the caller being root).
 Outcome spawn_tool(std::vector<std::string> const& args, std::string const& input,
                    std::map<std::string, std::string> const& env, int stderr_fd = -1,
-                   int stdout_fd = -1) {
+                   int stdout_fd = -1, std::optional<uid_t> user = std::nullopt) {
     TempDir io;
     write_file(io.file("in"), input);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, io.file("in").c_str(), O_RDONLY, 0);
-    if (stdout_fd >= 0) {
-        posix_spawn_file_actions_adddup2(&actions, stdout_fd, 1);
-    } else {
-        posix_spawn_file_actions_addopen(&actions, 1, io.file("out").c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    }
-    if (stderr_fd >= 0) {
-        posix_spawn_file_actions_adddup2(&actions, stderr_fd, 2);
-    } else {
-        posix_spawn_file_actions_addopen(&actions, 2, io.file("err").c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    }
+    int const in = open(io.file("in").c_str(), O_RDONLY | O_CLOEXEC);
+    int const out = stdout_fd >= 0 ? stdout_fd
+                                   : open(io.file("out").c_str(),
+                                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    int const err = stderr_fd >= 0 ? stderr_fd
+                                   : open(io.file("err").c_str(),
+                                          O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
 
     std::vector<std::string> arguments{kTool};
     arguments.insert(arguments.end(), args.begin(), args.end());
@@ -99,16 +97,30 @@ Outcome spawn_tool(std::vector<std::string> const& args, std::string const& inpu
     auto envp = pointers(variables);
 
     Outcome outcome;
-    pid_t pid = 0;
-    int rc = posix_spawn(&pid, kTool, &actions, nullptr, argv.data(), envp.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (rc != 0) {
-        ADD_FAILURE() << "cannot start " << kTool << ": " << std::strerror(rc);
+    // Only async-signal-safe calls between fork and exec.
+    pid_t const pid = fork();
+    if (pid == 0) {
+        bool const ready = dup2(in, 0) == 0 && dup2(out, 1) == 1 && dup2(err, 2) == 2 &&
+                           (!user || (setgid(*user) == 0 && setuid(*user) == 0));
+        if (ready) {
+            execve(kTool, argv.data(), envp.data());
+        }
+        _exit(127);
+    }
+    for (int fd : {in, stdout_fd >= 0 ? -1 : out, stderr_fd >= 0 ? -1 : err}) {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+    if (pid < 0) {
+        ADD_FAILURE() << "cannot start " << kTool << ": " << std::strerror(errno);
         return outcome;
     }
     int status = 0;
-    waitpid(pid, &status, 0);
+    struct rusage usage {};
+    wait4(pid, &status, 0, &usage);
     outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    outcome.peak_kib = usage.ru_maxrss;
     outcome.out = stdout_fd >= 0 ? "" : read_file(io.file("out"));
     outcome.err = stderr_fd >= 0 ? "" : read_file(io.file("err"));
     return outcome;
@@ -165,14 +177,14 @@ class ToolInScratchHome : public ::testing::Test {
     }
 
     Outcome run(std::vector<std::string> const& args, std::string const& input = "",
-                std::map<std::string, std::string> env = {}, int stderr_fd = -1,
-                int stdout_fd = -1) {
+                std::map<std::string, std::string> env = {}, int stderr_fd = -1, int stdout_fd = -1,
+                std::optional<uid_t> user = std::nullopt) {
         env.emplace("HOME", home_);
         env.emplace("TZ", "UTC");
         env.emplace("COLUMNS", "200");
         env.emplace("USER", "tester");
         env.emplace("VEXA_DATASTORE_CONFIG", "");
-        return spawn_tool(args, input, env, stderr_fd, stdout_fd);
+        return spawn_tool(args, input, env, stderr_fd, stdout_fd, user);
     }
 
     // Runs the tool expecting success and nothing on standard error.
@@ -727,6 +739,121 @@ TEST_F(ToolInScratchHome, JsonKeepsBytesThatAreNotUtf8Readable) {
     EXPECT_EQ("a\uFFFDb", rows[0]["STDOUT"]);
 }
 
+TEST_F(ToolWithKnownRows, JsonAndJsonLinesAreWrittenExactly) {
+    std::vector<std::string> const args{"latest", "-p", "cpu_load", "-H", "node001"};
+    std::vector<std::string> json_args{"--format", "json"};
+    json_args.insert(json_args.end(), args.begin(), args.end());
+    EXPECT_EQ(
+        "[\n"
+        "  {\n"
+        "    \"rowid\": 3,\n"
+        "    \"Provider\": \"cpu_load\",\n"
+        "    \"Hostname\": \"node001\",\n"
+        "    \"num_nodes\": 1,\n"
+        "    \"node_names\": [\n"
+        "      \"node001\"\n"
+        "    ],\n"
+        "    \"Exit_status\": 1,\n"
+        "    \"Timestamp\": 1700000600,\n"
+        "    \"Duration\": 0.75,\n"
+        "    \"Encoding\": \"none\",\n"
+        "    \"STDOUT\": \"load average: 99.00\",\n"
+        "    \"STDERR\": \"load too high\",\n"
+        "    \"OptionID\": \"default\",\n"
+        "    \"version\": 1,\n"
+        "    \"Username\": \"ann\",\n"
+        "    \"Unique_timestamp\": 1700000600000000,\n"
+        "    \"datastore_source\": \"vexa_default\"\n"
+        "  }\n"
+        "]\n",
+        output_of(json_args));
+    std::vector<std::string> lines_args{"--format", "jsonl"};
+    lines_args.insert(lines_args.end(), args.begin(), args.end());
+    EXPECT_EQ(
+        R"({"rowid":3,"Provider":"cpu_load","Hostname":"node001","num_nodes":1,)"
+        R"("node_names":["node001"],"Exit_status":1,"Timestamp":1700000600,"Duration":0.75,)"
+        R"("Encoding":"none","STDOUT":"load average: 99.00","STDERR":"load too high",)"
+        R"("OptionID":"default","version":1,"Username":"ann","Unique_timestamp":1700000600000000,)"
+        R"("datastore_source":"vexa_default"})"
+        "\n",
+        output_of(lines_args));
+}
+
+// A table's columns are as wide as its first 1,000 rows need; later rows are
+// written as they come, so a longer text in them is left whole when piped
+// and shortened only on a terminal.
+TEST_F(ToolInScratchHome, LongTablesTakeTheWidthsOfTheirFirstThousandRows) {
+    std::string records;
+    for (int i = 1; i <= 1001; ++i) {
+        char host[8];
+        std::snprintf(host, sizeof host, "h%04d", i);
+        records += json({{"Provider", "p"},
+                         {"Hostname", host},
+                         {"Timestamp", 1700000000 + i},
+                         {"STDOUT", i == 1001 ? "a longer output" : "ok"},
+                         {"STDERR", "e"}})
+                       .dump() +
+                   "\n";
+    }
+    output_of({"insert"}, records);
+    auto lines_of = [](std::string const& text) {
+        std::vector<std::string> lines;
+        std::istringstream in(text);
+        for (std::string line; std::getline(in, line);) {
+            lines.push_back(line);
+        }
+        return lines;
+    };
+    auto lines = lines_of(output_of({"select", "--sort", "time"}));
+    ASSERT_EQ(1003u, lines.size());
+    EXPECT_EQ("Provider  Hostname  Exit_status  Timestamp                STDOUT  STDERR", lines[0]);
+    EXPECT_EQ("--------  --------  -----------  -----------------------  ------  ------", lines[1]);
+    EXPECT_EQ("p         h0001               0  2023-11-14 22:13:21 UTC  ok      e", lines[2]);
+    EXPECT_EQ("p         h1000               0  2023-11-14 22:30:00 UTC  ok      e", lines[1001]);
+    EXPECT_EQ("p         h1001               0  2023-11-14 22:30:01 UTC  a longer output  e",
+              lines[1002]);
+
+    PseudoTerminal terminal;
+    Outcome outcome = run({"select", "--sort", "time"}, "", {}, -1, terminal.side());
+    EXPECT_EQ(0, outcome.status) << outcome.err;
+    std::string shown = terminal.shown();
+    shown.erase(std::remove(shown.begin(), shown.end(), '\r'), shown.end());
+    lines = lines_of(shown);
+    ASSERT_EQ(1003u, lines.size());
+    EXPECT_EQ("p         h1001               0  2023-11-14 22:30:01 UTC  a lon\u2026  e",
+              lines[1002]);
+}
+
+// The library hands the tool every row at once; writing them as a table
+// holds little more than that, not a second copy of their texts.
+TEST_F(ToolInScratchHome, ALongTableTakesLittleMoreMemoryThanItsRows) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "AddressSanitizer keeps freed memory in quarantine, so the resident set "
+                    "measures what was ever allocated";
+#endif
+    std::string const output(2000, 'o');
+    std::string records;
+    for (int i = 0; i < 10000; ++i) {
+        records += json({{"Provider", "p"},
+                         {"Hostname", "h" + std::to_string(i)},
+                         {"Timestamp", 1700000000 + i},
+                         {"STDOUT", output}})
+                       .dump() +
+                   "\n";
+    }
+    output_of({"insert"}, records);
+    int null = open("/dev/null", O_WRONLY);
+    ASSERT_GE(null, 0);
+    Outcome first_row = run({"select", "--limit", "1"}, "", {}, -1, null);
+    Outcome every_row = run({"select"}, "", {}, -1, null);
+    close(null);
+    EXPECT_EQ(0, first_row.status);
+    EXPECT_EQ(0, every_row.status);
+    // The 20 MB of outputs, held twice, would add 20,000 KiB.
+    EXPECT_LT(every_row.peak_kib, first_row.peak_kib + 8000)
+        << "select --limit 1: " << first_row.peak_kib << " KiB";
+}
+
 // --- insert -------------------------------------------------------------------------
 
 TEST_F(ToolInScratchHome, InsertReportsBadLinesByNumberAndStoresTheGoodOnes) {
@@ -846,6 +973,56 @@ TEST_F(ToolInScratchHome, ALockedDatastoreIsReportedAsLockedNotReadOnly) {
     EXPECT_EQ("", outcome.out);
     EXPECT_EQ("vexa-datastore: cannot open datastore \"vexa_default\" at " + default_database() +
                   ": database is locked\n",
+              outcome.err);
+}
+
+// Root opens any file, so the tool runs as the unprivileged account.
+TEST_F(ToolInScratchHome, AFileTheUserMayNotOpenIsReportedAsPermissionDenied) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "running the tool as another user needs root";
+    }
+    ASSERT_EQ(0, chmod(dir_.path().c_str(), 0755));
+    make_database("secret.db", "");
+    ASSERT_EQ(0, chmod(file("secret.db").c_str(), 0600));
+    std::string const config =
+        write_config("secret_group.xml", {{"secret", "source=" + file("secret.db")}});
+    for (std::string command : {"summary", "insert"}) {
+        Outcome outcome = run({"--config", config, command}, "", {}, -1, -1, kNobody);
+        EXPECT_EQ(1, outcome.status) << command;
+        EXPECT_EQ("vexa-datastore: cannot open datastore \"secret\" at " + file("secret.db") +
+                      ": Permission denied\n",
+                  outcome.err);
+        EXPECT_EQ("", outcome.out);
+    }
+}
+
+TEST_F(ToolInScratchHome, ADatastorePathWithABlankNamesOneFile) {
+    std::string const home = file("my home");
+    ASSERT_EQ(0, mkdir(home.c_str(), 0700));
+    std::string const database = home + "/.vexa/2021.4.0/vexa.db";
+    Outcome outcome = run({"providers"}, "", {{"HOME", home}});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: cannot open datastore \"vexa_default\" at " + database +
+                  ": it does not exist yet (create it with \"vexa-datastore demo\" or "
+                  "\"vexa-datastore insert\")\n",
+              outcome.err);
+    outcome = run({"insert"},
+                  R"({"Provider": "p", "Hostname": "h", "Timestamp": 1700000000})"
+                  "\n",
+                  {{"HOME", home}});
+    EXPECT_EQ("stored 1 record in vexa_default (sqlite3 " + database + " (read-write))\n",
+              outcome.out);
+    outcome = run({"--format", "csv", "providers"}, "", {{"HOME", home}});
+    EXPECT_EQ(0, outcome.status) << outcome.err;
+    EXPECT_EQ("Provider,records,newest\r\np,1,1700000000\r\n", outcome.out);
+
+    // Variables in a configured path are expanded as the plug-in expands them.
+    std::string const config =
+        write_config("variables.xml", {{"spaced", "source=${TOOL_DATA}/my store.db"}});
+    outcome = run({"--config", config, "providers"}, "", {{"TOOL_DATA", dir_.path()}});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: cannot open datastore \"spaced\" at " + file("my store.db") +
+                  ": No such file or directory\n",
               outcome.err);
 }
 
@@ -1237,7 +1414,7 @@ TEST_F(ToolWithKnownRows, ADatastoreThatDoesNotOpenIsAWarningAndTheOthersAnswer)
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(json({kLatestNode001, kNode002}), json::parse(outcome.out));
     EXPECT_EQ("vexa-datastore: warning: cannot open datastore \"lost\" at " +
-                  file("absent/lost.db") + ": unable to open database file (going on without it)\n",
+                  file("absent/lost.db") + ": No such file or directory (going on without it)\n",
               outcome.err);
 }
 

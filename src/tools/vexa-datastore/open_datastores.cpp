@@ -1,5 +1,6 @@
 #include "open_datastores.h"
 
+#include <fcntl.h>
 #include <libxml/parser.h>
 #include <libxml/xmlerror.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <stdexcept>
 
 #include "log_capture.h"
+#include "path_expansion.h"
 
 namespace vexa::tool {
 
@@ -109,6 +111,26 @@ std::string open_failure(LogCapture const& log, std::exception const& error,
     return at == std::string::npos ? reason : reason.substr(at + location.size() + 2);
 }
 
+// SQLite reports every file it cannot open with one text; the system's
+// reason ("Permission denied", "Is a directory") is the one to act on. The
+// file is only opened to learn it: nothing is created.
+std::string system_reason(DataStoreConfig const& config, std::string const& reason, Access mode) {
+    if (config.type != datastore::sqlite3 || reason != "unable to open database file") {
+        return reason;
+    }
+    std::string const path = data_source(config);
+    int fd = open(path.c_str(), (mode == Access::read ? O_RDONLY : O_RDWR) | O_CLOEXEC);
+    if (fd >= 0) {
+        close(fd);
+        return reason;
+    }
+    int const cause = errno;
+    if (cause == ENOENT && mode == Access::write) {
+        return reason;  // a file about to be created; its directory is the plug-in's to report
+    }
+    return std::strerror(cause);
+}
+
 }  // namespace
 
 std::vector<ConfiguredDatastore> open_configured_datastores(std::string const& config_file,
@@ -129,7 +151,8 @@ std::vector<ConfiguredDatastore> open_configured_datastores(std::string const& c
             try {
                 DataStoreParseUtility::initializeDatastoreExtensions(one);
             } catch (std::exception const& e) {
-                entry.error = open_failure(log, e, data_source(entry.config));
+                entry.error = system_reason(entry.config,
+                                            open_failure(log, e, data_source(entry.config)), mode);
             }
             logged = log.text();
         }
@@ -172,7 +195,11 @@ std::string data_source(DataStoreConfig const& config) {
     std::string source = datastore::DEFAULT_DATA_SOURCE;
     bool read_only = false;
     parse_sqlite_params(config.source_parameters, source, read_only);
-    return vexa::str::wordexp(source);
+    try {
+        return datastore::sqlite_plugin::expand_path(source);
+    } catch (std::runtime_error const&) {
+        return source;  // as written: opening it fails with the plug-in's reason
+    }
 }
 
 }  // namespace vexa::tool
