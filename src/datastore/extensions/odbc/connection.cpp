@@ -54,4 +54,11 @@ bool Connection::dead() const {
     return SQL_SUCCEEDED(rc) && dead == SQL_CD_TRUE;
 }
 
+bool Connection::reads_bound_columns() const {
+    SQLUINTEGER extensions = 0;
+    SQLRETURN const rc =
+        SQLGetInfo(dbc_, SQL_GETDATA_EXTENSIONS, &extensions, sizeof extensions, nullptr);
+    return SQL_SUCCEEDED(rc) && (extensions & SQL_GD_BOUND) != 0;
+}
+
 }  // namespace vexa::datastore::odbc_plugin

@@ -25,6 +25,9 @@ class Connection {
     std::string info(SQLUSMALLINT item) const;
     // Whether the driver knows the link to the server to be gone.
     bool dead() const;
+    // Whether SQLGetData also reads a bound column (SQL_GD_BOUND), which
+    // lets a text longer than its bound buffer be read whole.
+    bool reads_bound_columns() const;
 
   private:
     SQLHDBC dbc_ = SQL_NULL_HDBC;

@@ -179,11 +179,12 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
                            std::map<std::string, int> const& fields) {
     std::lock_guard<std::mutex> const lock(mutex_);
     try {
-        Statement const statement = new_statement(connection().get());
+        Connection const& link = connection();
+        Statement const statement = new_statement(link.get());
         check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
                             static_cast<SQLINTEGER>(query.size())),
               SQL_HANDLE_STMT, statement.get(), "SQLExecDirect");
-        RowReader reader(statement.get(), fields);
+        RowReader reader(statement.get(), fields, link.reads_bound_columns());
         Row row;
         while (reader.read(row)) {
             out.push_back(std::move(row));

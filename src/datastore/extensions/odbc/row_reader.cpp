@@ -1,7 +1,5 @@
 #include "row_reader.h"
 
-#include <cstdint>
-
 #include "../sqlite/node_names.h"
 #include "../sqlite/row_members.h"
 
@@ -11,14 +9,36 @@ namespace {
 
 using namespace sqlite_plugin;  // the Row members shared with the SQLite plug-in
 
-// Large enough for most cells in one call; longer ones take a second. Not
-// larger: drivers fill the whole buffer they are given on every call.
-constexpr std::size_t chunk_size = 1024;
+// Holds most cells whole, so that only long provider output takes more
+// calls. The drivers copy what a cell holds, not the whole buffer, so its
+// size costs memory only.
+constexpr std::size_t text_buffer_size = 4096;
+
+SQLSMALLINT c_type_of(int member) {
+    switch (member) {
+        case timestamp_member:
+        case unique_timestamp_member:
+            return SQL_C_SBIGINT;
+        case duration_member:
+            return SQL_C_DOUBLE;
+        case provider_member:
+        case hostname_member:
+        case node_names_member:
+        case stdout_member:
+        case stderr_member:
+        case option_id_member:
+        case username_member:
+            return SQL_C_CHAR;
+        default:
+            return SQL_C_SLONG;
+    }
+}
 
 }  // namespace
 
-RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields)
-    : statement_(statement), chunk_(chunk_size, '\0') {
+RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields,
+                     bool bind_columns)
+    : statement_(statement), bound_(bind_columns) {
     SQLSMALLINT columns = 0;
     check(SQLNumResultCols(statement, &columns), SQL_HANDLE_STMT, statement, "SQLNumResultCols");
     for (SQLUSMALLINT column = 1; column <= columns; ++column) {
@@ -29,34 +49,67 @@ RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& field
             SQL_HANDLE_STMT, statement, "SQLColAttribute");
         int const member = row_member_of(name, fields);
         if (member >= 0) {
-            targets_.push_back({column, member});
+            Target target{column, member, c_type_of(member), {}, {}, 0};
+            if (target.c_type == SQL_C_CHAR) {
+                target.text.resize(text_buffer_size);
+            }
+            targets_.push_back(std::move(target));
         }
+    }
+    if (!bound_) {
+        return;
+    }
+    // Bound only now that targets_ no longer moves.
+    for (Target& target : targets_) {
+        bool const text = target.c_type == SQL_C_CHAR;
+        SQLPOINTER const buffer = text ? static_cast<SQLPOINTER>(target.text.data())
+                                       : static_cast<SQLPOINTER>(&target.number);
+        SQLLEN const size = text ? static_cast<SQLLEN>(target.text.size())
+                                 : static_cast<SQLLEN>(sizeof target.number);
+        check(SQLBindCol(statement, target.column, target.c_type, buffer, size, &target.indicator),
+              SQL_HANDLE_STMT, statement, "SQLBindCol");
     }
 }
 
-template <typename Number>
-Number RowReader::read_number(SQLUSMALLINT column, SQLSMALLINT c_type) {
-    Number value = 0;
-    SQLLEN indicator = 0;
-    check(SQLGetData(statement_, column, c_type, &value, sizeof value, &indicator), SQL_HANDLE_STMT,
-          statement_, "SQLGetData");
-    return indicator == SQL_NULL_DATA ? 0 : value;
+bool RowReader::has_number(Target& target) {
+    if (!bound_) {
+        check(SQLGetData(statement_, target.column, target.c_type, &target.number,
+                         sizeof target.number, &target.indicator),
+              SQL_HANDLE_STMT, statement_, "SQLGetData");
+    }
+    return target.indicator != SQL_NULL_DATA;
 }
 
-void RowReader::read_text(SQLUSMALLINT column, std::string& text) {
+void RowReader::read_text(Target& target, std::string& text) {
+    if (!bound_) {
+        read_whole_text(target, text);
+        return;
+    }
+    if (target.indicator == SQL_NULL_DATA) {
+        text.clear();
+    } else if (target.indicator != SQL_NO_TOTAL &&
+               static_cast<std::size_t>(target.indicator) < target.text.size()) {
+        text.assign(target.text.data(), static_cast<std::size_t>(target.indicator));
+    } else {
+        read_whole_text(target, text);  // cut to the buffer: SQLGetData starts it again
+    }
+}
+
+void RowReader::read_whole_text(Target& target, std::string& text) {
     text.clear();
+    std::string& chunk = target.text;
     SQLLEN indicator = 0;
-    SQLRETURN rc = SQLGetData(statement_, column, SQL_C_CHAR, chunk_.data(),
-                              static_cast<SQLLEN>(chunk_.size()), &indicator);
+    SQLRETURN rc = SQLGetData(statement_, target.column, SQL_C_CHAR, chunk.data(),
+                              static_cast<SQLLEN>(chunk.size()), &indicator);
     if (rc == SQL_NO_DATA || indicator == SQL_NULL_DATA) {
         return;
     }
     check(rc, SQL_HANDLE_STMT, statement_, "SQLGetData");
     // Every part arrives with a terminating NUL; a cut part (01004) fills
     // the buffer but for that byte.
-    std::size_t const room = chunk_.size() - 1;
+    std::size_t const room = chunk.size() - 1;
     if (indicator != SQL_NO_TOTAL && static_cast<std::size_t>(indicator) <= room) {
-        text.assign(chunk_.data(), static_cast<std::size_t>(indicator));
+        text.assign(chunk.data(), static_cast<std::size_t>(indicator));
         return;
     }
     // A long cell: the rest goes straight into the text, in one more call
@@ -64,13 +117,13 @@ void RowReader::read_text(SQLUSMALLINT column, std::string& text) {
     if (indicator != SQL_NO_TOTAL) {
         text.reserve(static_cast<std::size_t>(indicator) + 1);
     }
-    text.assign(chunk_.data(), room);
+    text.assign(chunk.data(), room);
     std::size_t want =
         indicator == SQL_NO_TOTAL ? room : static_cast<std::size_t>(indicator) - room;
     for (;;) {
         std::size_t const offset = text.size();
         text.resize(offset + want + 1);
-        rc = SQLGetData(statement_, column, SQL_C_CHAR, &text[offset],
+        rc = SQLGetData(statement_, target.column, SQL_C_CHAR, &text[offset],
                         static_cast<SQLLEN>(want + 1), &indicator);
         if (rc == SQL_NO_DATA) {
             text.resize(offset);
@@ -92,55 +145,53 @@ bool RowReader::read(Row& row) {
         return false;
     }
     check(rc, SQL_HANDLE_STMT, statement_, "SQLFetch");
-    for (Target const& target : targets_) {
-        SQLUSMALLINT const c = target.column;
+    for (Target& target : targets_) {
         switch (target.member) {
             case rowid_member:
-                row.rowid = read_number<std::int32_t>(c, SQL_C_SLONG);
+                row.rowid = integer(target);
                 break;
             case provider_member:
-                read_text(c, row.Provider);
+                read_text(target, row.Provider);
                 break;
             case hostname_member:
-                read_text(c, row.Hostname);
+                read_text(target, row.Hostname);
                 break;
             case num_nodes_member:
-                row.num_nodes = read_number<std::int32_t>(c, SQL_C_SLONG);
+                row.num_nodes = integer(target);
                 break;
             case node_names_member:
-                read_text(c, node_names_);
+                read_text(target, node_names_);
                 split_node_names(node_names_, row.node_names);
                 break;
             case exit_status_member:
-                row.Exit_status = read_number<std::int32_t>(c, SQL_C_SLONG);
+                row.Exit_status = integer(target);
                 break;
             case timestamp_member:
-                row.Timestamp = read_number<std::int64_t>(c, SQL_C_SBIGINT);
+                row.Timestamp = big_integer(target);
                 break;
             case duration_member:
-                row.Duration = read_number<double>(c, SQL_C_DOUBLE);
+                row.Duration = real(target);
                 break;
             case encoding_member:
-                row.Encoding =
-                    static_cast<provider::encoding>(read_number<std::int32_t>(c, SQL_C_SLONG));
+                row.Encoding = static_cast<provider::encoding>(integer(target));
                 break;
             case stdout_member:
-                read_text(c, row.STDOUT);
+                read_text(target, row.STDOUT);
                 break;
             case stderr_member:
-                read_text(c, row.STDERR);
+                read_text(target, row.STDERR);
                 break;
             case option_id_member:
-                read_text(c, row.OptionID);
+                read_text(target, row.OptionID);
                 break;
             case version_member:
-                row.version = read_number<std::int32_t>(c, SQL_C_SLONG);
+                row.version = integer(target);
                 break;
             case username_member:
-                read_text(c, row.Username);
+                read_text(target, row.Username);
                 break;
             case unique_timestamp_member:
-                row.Unique_timestamp = read_number<std::int64_t>(c, SQL_C_SBIGINT);
+                row.Unique_timestamp = big_integer(target);
                 break;
         }
     }

@@ -2,6 +2,7 @@
 #ifndef VEXA_ODBC_PLUGIN_ROW_READER_H_
 #define VEXA_ODBC_PLUGIN_ROW_READER_H_
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -19,7 +20,15 @@ class RowReader {
     // case-insensitively (PostgreSQL folds names to lower case) goes to the
     // member whose index the key maps to (the numbering of
     // column_index_map). Columns matching no key, such as "max", are skipped.
-    RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields);
+    //
+    // With `bind_columns` (the driver reads bound columns again, SQL_GD_BOUND)
+    // every such column is bound to a buffer that SQLFetch fills, which is
+    // about a third cheaper than a call per cell; a text longer than its
+    // buffer is then read whole with SQLGetData. Without, every cell is read
+    // with SQLGetData.
+    RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields, bool bind_columns);
+    RowReader(RowReader const&) = delete;  // the driver holds the buffers' addresses
+    RowReader& operator=(RowReader const&) = delete;
 
     // Fetches the next result row into `row`; false when there is none.
     // 64-bit members are read as 64-bit, texts whole, NULL as "" or zero.
@@ -30,16 +39,32 @@ class RowReader {
     struct Target {
         SQLUSMALLINT column;
         int member;
+        SQLSMALLINT c_type;  // SQL_C_CHAR for texts
+        union {
+            std::int32_t integer;
+            std::int64_t big_integer;
+            double real;
+        } number;
+        std::string text;  // the buffer of a text column
+        SQLLEN indicator;
     };
 
-    // Reads text column `column` of the current row into `text`.
-    void read_text(SQLUSMALLINT column, std::string& text);
-    template <typename Number>
-    Number read_number(SQLUSMALLINT column, SQLSMALLINT c_type);
+    // Whether `target`'s column of the current row holds a number, which is
+    // then in target.number; false for NULL.
+    bool has_number(Target& target);
+    std::int32_t integer(Target& target) { return has_number(target) ? target.number.integer : 0; }
+    std::int64_t big_integer(Target& target) {
+        return has_number(target) ? target.number.big_integer : 0;
+    }
+    double real(Target& target) { return has_number(target) ? target.number.real : 0; }
+    // Reads the text of `target`'s column of the current row into `text`.
+    void read_text(Target& target, std::string& text);
+    // Reads the text with SQLGetData, in as many parts as it takes.
+    void read_whole_text(Target& target, std::string& text);
 
     SQLHSTMT statement_;
+    bool bound_;
     std::vector<Target> targets_;
-    std::string chunk_;       // reused for every text cell
     std::string node_names_;  // the joined names of the current row
 };
 
