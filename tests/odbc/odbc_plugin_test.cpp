@@ -167,6 +167,30 @@ TEST_P(OdbcRoundTrip, A64MiBOutputComesBackByteExact) {
     EXPECT_TRUE(rows[0].STDOUT == text) << "read " << rows[0].STDOUT.size() << " bytes";
 }
 
+// Cells are read into buffers of 4 KiB and a longer one again whole: texts
+// on both sides of that size, in rows that follow each other, come back
+// exactly and do not leak into the next row.
+TEST_P(OdbcRoundTrip, TextsAroundTheReadBufferSizeComeBackExactly) {
+    open_store();
+    std::vector<std::size_t> const sizes{0, 1, 4094, 4095, 4096, 4097, 9000, 3, 8191, 8192, 2};
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        InsertRequest run = provider_run("p", "h", static_cast<int>(i) + 1);
+        run.stdout_text = std::string(sizes[i], static_cast<char>('a' + i));
+        run.stderr_text = std::string(sizes[sizes.size() - 1 - i], static_cast<char>('A' + i));
+        ASSERT_EQ(insert_run("rt", run), kOk);
+    }
+    std::vector<Row> rows;
+    ASSERT_EQ(select_query("rt", "SELECT * FROM vexa_1 ORDER BY Unique_timestamp", rows), kOk);
+    ASSERT_EQ(rows.size(), sizes.size());
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        EXPECT_EQ(rows[i].STDOUT, std::string(sizes[i], static_cast<char>('a' + i))) << "row " << i;
+        EXPECT_EQ(rows[i].STDERR,
+                  std::string(sizes[sizes.size() - 1 - i], static_cast<char>('A' + i)))
+            << "row " << i;
+        EXPECT_EQ(rows[i].Provider, "p");
+    }
+}
+
 TEST_P(OdbcRoundTrip, ColumnsMapCaseInsensitivelyAndUnknownOnesAreSkipped) {
     open_store();
     ASSERT_EQ(insert_run("rt", provider_run("p", "h", 7)), kOk);
