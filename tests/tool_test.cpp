@@ -994,6 +994,20 @@ TEST_F(ToolInScratchHome, AFileTheUserMayNotOpenIsReportedAsPermissionDenied) {
                   outcome.err);
         EXPECT_EQ("", outcome.out);
     }
+
+    // Readable but not writable: reading answers, writing says why, and -v
+    // adds the plug-in's line before the same one.
+    ASSERT_EQ(0, chmod(file("secret.db").c_str(), 0644));
+    EXPECT_EQ(0, run({"--config", config, "providers"}, "", {}, -1, -1, kNobody).status);
+    std::string const refused = "cannot open datastore \"secret\" at " + file("secret.db") +
+                                ": attempt to write a readonly database\n";
+    Outcome outcome = run({"--config", config, "insert"}, "", {}, -1, -1, kNobody);
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("vexa-datastore: " + refused, outcome.err);
+    outcome = run({"--config", config, "-v", "insert"}, "", {}, -1, -1, kNobody);
+    EXPECT_EQ("sqlite3 " + file("secret.db") + ": attempt to write a readonly database\n" +
+                  "vexa-datastore: " + refused,
+              outcome.err);
 }
 
 TEST_F(ToolInScratchHome, ADatastorePathWithABlankNamesOneFile) {
@@ -1040,8 +1054,9 @@ TEST_F(ToolInScratchHome, InsertStoresInTheFirstDatastoreThatAccepts) {
 
 TEST_F(ToolWithKnownRows, RowsOfSeveralDatastoresAreMergedAndNamed) {
     make_database("extra.db",
-                  "INSERT INTO provider_datastore (Provider, Hostname, Exit_status, "
-                  "Unique_timestamp) VALUES ('cpu_load', 'node003', 4, 1700000900000000);");
+                  "INSERT INTO provider_datastore (Provider, Hostname, Exit_status, Timestamp, "
+                  "Unique_timestamp) VALUES ('cpu_load', 'node003', 4, 1700000300, "
+                  "1700000300000000);");
     std::string config = write_config(
         "both.xml", {{"vexa_default", "source=" + default_database() + "|read_only=true"},
                      {"extra", "source=" + file("extra.db") + "|read_only=true"}});
@@ -1060,6 +1075,21 @@ TEST_F(ToolWithKnownRows, RowsOfSeveralDatastoresAreMergedAndNamed) {
                     {"newest", 1700000600},
                     {"failed_hosts", {"node001", "node003"}}}),
               summary[0]);
+
+    // A table names the datastore in a column of its own; merged rows are
+    // ordered by time when asked.
+    EXPECT_EQ(
+        "Provider  Hostname  Exit_status  Timestamp                STDOUT               STDERR"
+        "         datastore\n"
+        "--------  --------  -----------  -----------------------  -------------------  "
+        "-------------  ------------\n"
+        "cpu_load  node002             0  2023-11-14 22:14:20 UTC  load average: 1.00"
+        "                  vexa_default\n"
+        "cpu_load  node003             4  2023-11-14 22:18:20 UTC"
+        "                                      extra\n"
+        "cpu_load  node001             1  2023-11-14 22:23:20 UTC  load average: 99.00  "
+        "load too high  vexa_default\n",
+        output_of({"--config", config, "--sort", "time", "latest", "-p", "cpu_load"}));
 }
 
 TEST_F(ToolInScratchHome, DatastoresListsTheCompletedConfiguration) {
@@ -1395,7 +1425,10 @@ TEST_F(ToolWithKnownRows, AnOutputThatCannotBeWrittenFailsTheCommand) {
                                           {"--format", "json", "select"},
                                           {"--format", "jsonl", "latest"},
                                           {"--format", "csv", "hosts"},
-                                          {"providers"}}) {
+                                          {"providers"},
+                                          {"--help"},
+                                          {"latest", "--help"},
+                                          {"--version"}}) {
         int full = open("/dev/full", O_WRONLY);
         ASSERT_GE(full, 0);
         Outcome outcome = run(args, "", {}, -1, full);

@@ -108,8 +108,16 @@ int main(int argc, char** argv) {
 
     try {
         app.parse(argc, argv);
-    } catch (CLI::Success const& e) {  // --help, --version
-        return app.exit(e);
+    } catch (CLI::Success const& e) {  // --help, --version: output like any other
+        int const status = app.exit(e);
+        try {
+            std::cout.flush();
+            check_written(std::cout);
+        } catch (std::runtime_error const& failure) {
+            report(failure.what());
+            return 1;
+        }
+        return status;
     } catch (CLI::ExtrasError const& e) {
         auto extras = app.remaining();
         bool misnamed = !run && !extras.empty() && extras.front().rfind('-', 0) != 0;
