@@ -23,7 +23,7 @@ run_one() {
   # valgrind writes to the log file. Programs the tests start run natively.
   if (cd "$(dirname "$exe")" && valgrind --tool=memcheck --quiet \
         --log-file="$logs/$name.valgrind.%p" \
-        --suppressions="$supp" --error-exitcode=99 \
+        --suppressions="$supp" --error-exitcode=99 --num-callers=40 \
         --leak-check=full --show-leak-kinds=definite,indirect,possible \
         --errors-for-leak-kinds=definite,indirect \
         --child-silent-after-fork=yes --trace-children=no \
@@ -38,9 +38,6 @@ run_one() {
 export -f run_one
 export supp logs
 
-# Only the executables directly in tests/: the ODBC suites (tests/odbc) need
-# ctest's PostgreSQL fixture and run through third-party drivers, and are not
-# checked here yet.
 # concurrency_test is left to the ThreadSanitizer build: valgrind runs its
 # eight threads one at a time, which takes many minutes for nothing it would
 # not see in the other suites.
@@ -52,3 +49,18 @@ if [ ${#executables[@]} -eq 0 ]; then
 fi
 printf '%s\n' "${executables[@]}" | xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
 echo "memcheck: ${#executables[@]} test executables without a memory error or leak"
+
+# The ODBC plug-in's suites need the PostgreSQL server that ctest's fixture
+# starts for them; here the same script starts one of its own.
+mapfile -t odbc_executables < <(find "$build/tests/odbc" -maxdepth 1 -type f -executable \
+  -name '*_test' 2>/dev/null | sort)
+if [ ${#odbc_executables[@]} -eq 0 ]; then
+  echo "memcheck: no ODBC test executable in $build/tests/odbc" >&2
+  exit 1
+fi
+server=$(mktemp -d /tmp/vexa-memcheck.XXXXXX)
+trap 'tests/odbc/pg_server.sh stop "$server" >/dev/null 2>&1; rm -rf "$server"' EXIT
+tests/odbc/pg_server.sh start "$server" >/dev/null
+export ODBCSYSINI=$server
+printf '%s\n' "${odbc_executables[@]}" | xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
+echo "memcheck: ${#odbc_executables[@]} ODBC test executables without a memory error or leak"
