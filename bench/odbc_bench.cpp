@@ -9,7 +9,10 @@
 // select_provider_data vs psql's \copy (SELECT ...) TO /dev/null (medians);
 // the latest rows of one provider with and without the latest-row index;
 // OP_INSERT one row per call vs \copy FROM; the peak resident memory of the
-// read over that of the same rows built in memory. --smoke is 20 hosts
+// read over that of the same rows built in memory. The read is also timed
+// with plain ODBC calls that fetch the same rows into bound buffers and keep
+// nothing: what the driver alone costs, so that the library's own share of
+// the read shows. --smoke is 20 hosts
 // (10,000 rows), 1 repetition, 500 inserted rows.
 #include <malloc.h>
 #include <sys/wait.h>
@@ -23,6 +26,9 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include <sql.h>
+#include <sqlext.h>
 
 #include <datastore/datastore.h>
 
@@ -168,6 +174,59 @@ void write_csv(WorkloadShape const& shape, std::string const& path) {
     }
 }
 
+// Reads every row of `query` through the driver as the plug-in does (the
+// same cursor settings, every column bound, texts into 4 KiB buffers) and
+// keeps nothing; returns the number of rows.
+std::size_t bare_driver_read(std::string const& connection, std::string const& query) {
+    auto check = [](SQLRETURN rc, char const* call) {
+        if (!SQL_SUCCEEDED(rc)) {
+            throw std::runtime_error(std::string(call) + " failed");
+        }
+    };
+    SQLHENV env = SQL_NULL_HENV;
+    SQLHDBC dbc = SQL_NULL_HDBC;
+    SQLHSTMT statement = SQL_NULL_HSTMT;
+    check(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &env), "SQLAllocHandle");
+    check(SQLSetEnvAttr(env, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0),
+          "SQLSetEnvAttr");
+    check(SQLAllocHandle(SQL_HANDLE_DBC, env, &dbc), "SQLAllocHandle");
+    std::string text = connection;
+    check(SQLDriverConnect(dbc, nullptr, reinterpret_cast<SQLCHAR*>(text.data()), SQL_NTS, nullptr,
+                           0, nullptr, SQL_DRIVER_NOPROMPT),
+          "SQLDriverConnect");
+    check(SQLAllocHandle(SQL_HANDLE_STMT, dbc, &statement), "SQLAllocHandle");
+    text = query;
+    check(SQLExecDirect(statement, reinterpret_cast<SQLCHAR*>(text.data()), SQL_NTS),
+          "SQLExecDirect");
+    SQLSMALLINT columns = 0;
+    check(SQLNumResultCols(statement, &columns), "SQLNumResultCols");
+    std::vector<std::vector<char>> buffers(static_cast<std::size_t>(columns));
+    std::vector<SQLLEN> indicators(buffers.size());
+    for (SQLUSMALLINT c = 1; c <= columns; ++c) {
+        SQLLEN type = 0;
+        check(SQLColAttribute(statement, c, SQL_DESC_CONCISE_TYPE, nullptr, 0, nullptr, &type),
+              "SQLColAttribute");
+        SQLSMALLINT const c_type = type == SQL_BIGINT    ? SQL_C_SBIGINT
+                                   : type == SQL_DOUBLE  ? SQL_C_DOUBLE
+                                   : type == SQL_INTEGER ? SQL_C_SLONG
+                                                         : SQL_C_CHAR;
+        std::vector<char>& buffer = buffers[c - 1u];
+        buffer.resize(c_type == SQL_C_CHAR ? 4096 : 8);
+        check(SQLBindCol(statement, c, c_type, buffer.data(), static_cast<SQLLEN>(buffer.size()),
+                         &indicators[c - 1u]),
+              "SQLBindCol");
+    }
+    std::size_t rows = 0;
+    for (SQLRETURN rc; (rc = SQLFetch(statement)) != SQL_NO_DATA; ++rows) {
+        check(rc, "SQLFetch");
+    }
+    SQLFreeHandle(SQL_HANDLE_STMT, statement);
+    SQLDisconnect(dbc);
+    SQLFreeHandle(SQL_HANDLE_DBC, dbc);
+    SQLFreeHandle(SQL_HANDLE_ENV, env);
+    return rows;
+}
+
 void open_instance(std::string const& name, std::string const& database) {
     vexa::datastore::DataStoreConfig config;
     config.type = vexa::datastore::odbc;
@@ -215,7 +274,9 @@ int main(int argc, char** argv) try {
         in_list += (in_list.empty() ? "'" : ",'") + provider + "'";
     }
 
+    std::string const read_query = "SELECT * FROM vexa_1 WHERE Provider IN (" + in_list + ")";
     std::vector<double> library_reads;
+    std::vector<double> driver_reads;
     std::vector<double> psql_reads;
     for (int r = 0; r < options.repetitions; ++r) {
         std::vector<Row> read;
@@ -226,10 +287,15 @@ int main(int argc, char** argv) try {
                                          " rows, not " + std::to_string(rows));
             }
         }));
-        psql_reads.push_back(seconds([&] {
-            server.psql("bench", "\\copy (SELECT * FROM vexa_1 WHERE Provider IN (" + in_list +
-                                     ")) TO '/dev/null'");
+        driver_reads.push_back(seconds([&] {
+            // The cursor settings the plug-in gives psqlODBC.
+            if (bare_driver_read("DSN=vexa_pg;Database=bench;UseDeclareFetch=1;Fetch=10000",
+                                 read_query) != rows) {
+                throw std::runtime_error("the bare driver read a wrong number of rows");
+            }
         }));
+        psql_reads.push_back(
+            seconds([&] { server.psql("bench", "\\copy (" + read_query + ") TO '/dev/null'"); }));
     }
 
     std::vector<Row> read;
@@ -285,6 +351,7 @@ int main(int argc, char** argv) try {
                 "target");
     print("read all rows vs psql \\copy TO /dev/null", median(library_reads), median(psql_reads),
           "s", "at most 2.0 x");
+    print("read all rows: bare driver vs psql", median(driver_reads), median(psql_reads), "s", "");
     print("latest rows of one provider, index vs none", latest_indexed * 1e3, latest_plain * 1e3,
           "ms", "");
     print("OP_INSERT rows/s vs \\copy FROM rows/s", options.insert_rows / inserting,
