@@ -36,6 +36,32 @@ SQLSMALLINT c_type_of(int member) {
 
 }  // namespace
 
+SQLPOINTER RowReader::Target::buffer() {
+    switch (c_type) {
+        case SQL_C_SBIGINT:
+            return &big_integer;
+        case SQL_C_DOUBLE:
+            return &real;
+        case SQL_C_CHAR:
+            return text.data();
+        default:
+            return &integer;
+    }
+}
+
+SQLLEN RowReader::Target::buffer_size() const {
+    switch (c_type) {
+        case SQL_C_SBIGINT:
+            return sizeof big_integer;
+        case SQL_C_DOUBLE:
+            return sizeof real;
+        case SQL_C_CHAR:
+            return static_cast<SQLLEN>(text.size());
+        default:
+            return sizeof integer;
+    }
+}
+
 RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields,
                      bool bind_columns)
     : statement_(statement), bound_(bind_columns) {
@@ -49,7 +75,7 @@ RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& field
             SQL_HANDLE_STMT, statement, "SQLColAttribute");
         int const member = row_member_of(name, fields);
         if (member >= 0) {
-            Target target{column, member, c_type_of(member), {}, {}, 0};
+            Target target{column, member, c_type_of(member), 0, 0, 0, {}, 0};
             if (target.c_type == SQL_C_CHAR) {
                 target.text.resize(text_buffer_size);
             }
@@ -61,20 +87,16 @@ RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& field
     }
     // Bound only now that targets_ no longer moves.
     for (Target& target : targets_) {
-        bool const text = target.c_type == SQL_C_CHAR;
-        SQLPOINTER const buffer = text ? static_cast<SQLPOINTER>(target.text.data())
-                                       : static_cast<SQLPOINTER>(&target.number);
-        SQLLEN const size = text ? static_cast<SQLLEN>(target.text.size())
-                                 : static_cast<SQLLEN>(sizeof target.number);
-        check(SQLBindCol(statement, target.column, target.c_type, buffer, size, &target.indicator),
+        check(SQLBindCol(statement, target.column, target.c_type, target.buffer(),
+                         target.buffer_size(), &target.indicator),
               SQL_HANDLE_STMT, statement, "SQLBindCol");
     }
 }
 
 bool RowReader::has_number(Target& target) {
     if (!bound_) {
-        check(SQLGetData(statement_, target.column, target.c_type, &target.number,
-                         sizeof target.number, &target.indicator),
+        check(SQLGetData(statement_, target.column, target.c_type, target.buffer(),
+                         target.buffer_size(), &target.indicator),
               SQL_HANDLE_STMT, statement_, "SQLGetData");
     }
     return target.indicator != SQL_NULL_DATA;

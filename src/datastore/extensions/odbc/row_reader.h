@@ -40,23 +40,23 @@ class RowReader {
         SQLUSMALLINT column;
         int member;
         SQLSMALLINT c_type;  // SQL_C_CHAR for texts
-        union {
-            std::int32_t integer;
-            std::int64_t big_integer;
-            double real;
-        } number;
-        std::string text;  // the buffer of a text column
+        // The buffer of the column: the one that its C type names.
+        std::int32_t integer;
+        std::int64_t big_integer;
+        double real;
+        std::string text;
         SQLLEN indicator;
+
+        SQLPOINTER buffer();
+        SQLLEN buffer_size() const;
     };
 
     // Whether `target`'s column of the current row holds a number, which is
-    // then in target.number; false for NULL.
+    // then in its buffer; false for NULL.
     bool has_number(Target& target);
-    std::int32_t integer(Target& target) { return has_number(target) ? target.number.integer : 0; }
-    std::int64_t big_integer(Target& target) {
-        return has_number(target) ? target.number.big_integer : 0;
-    }
-    double real(Target& target) { return has_number(target) ? target.number.real : 0; }
+    std::int32_t integer(Target& target) { return has_number(target) ? target.integer : 0; }
+    std::int64_t big_integer(Target& target) { return has_number(target) ? target.big_integer : 0; }
+    double real(Target& target) { return has_number(target) ? target.real : 0; }
     // Reads the text of `target`'s column of the current row into `text`.
     void read_text(Target& target, std::string& text);
     // Reads the text with SQLGetData, in as many parts as it takes.
