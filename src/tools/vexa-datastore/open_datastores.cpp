@@ -113,13 +113,15 @@ std::string open_failure(LogCapture const& log, std::exception const& error,
 
 // SQLite reports every file it cannot open with one text; the system's
 // reason ("Permission denied", "Is a directory") is the one to act on. The
-// file is only opened to learn it: nothing is created.
+// file is only opened to learn it: nothing is created, and a pipe or device
+// in its place neither blocks nor becomes the controlling terminal.
 std::string system_reason(DataStoreConfig const& config, std::string const& reason, Access mode) {
     if (config.type != datastore::sqlite3 || reason != "unable to open database file") {
         return reason;
     }
     std::string const path = data_source(config);
-    int fd = open(path.c_str(), (mode == Access::read ? O_RDONLY : O_RDWR) | O_CLOEXEC);
+    int const fd = open(path.c_str(), (mode == Access::read ? O_RDONLY : O_RDWR) | O_CLOEXEC |
+                                          O_NONBLOCK | O_NOCTTY);
     if (fd >= 0) {
         close(fd);
         return reason;
