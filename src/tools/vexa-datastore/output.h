@@ -36,7 +36,8 @@ class RowOutput {
     virtual ~RowOutput() = default;
     // `cells` holds one value per column.
     virtual void row(std::vector<Cell> const& cells) = 0;
-    // Ends the output (the closing bracket, the buffered table) and flushes it.
+    // Ends the output (the closing bracket, the rows a table still holds) and
+    // flushes it.
     virtual void finish() = 0;
 };
 
