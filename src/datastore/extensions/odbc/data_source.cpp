@@ -46,11 +46,18 @@ struct Default {
     char const* value;
 };
 
-// Results stream from the server instead of being held whole by the driver.
-constexpr Default streaming_defaults[] = {
+// Settings of the drivers, each ignored by the other driver.
+constexpr Default driver_defaults[] = {
+    // Results stream from the server instead of being held whole by the
+    // driver (psqlODBC, then SQLite ODBC).
     {"UseDeclareFetch", "1"},
     {"Fetch", "10000"},
     {"StepAPI", "1"},
+    // psqlODBC rolls back the whole transaction on an error, not the one
+    // statement: a failed batch is rolled back whole anyway, and the
+    // savepoint it would otherwise set around every statement of a batch
+    // makes batched inserts three times slower.
+    {"Protocol", "7.4-1"},
 };
 
 }  // namespace
@@ -64,7 +71,7 @@ std::string DataSource::connection_string() const {
             dsn = value;
         }
     }
-    for (Default const& setting : streaming_defaults) {
+    for (Default const& setting : driver_defaults) {
         bool said = !dsn.empty() && dsn_sets(dsn, setting.key);
         for (auto const& item : items) {
             said = said || item.first == lower(setting.key);
