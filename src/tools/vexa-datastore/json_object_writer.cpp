@@ -10,9 +10,7 @@ constexpr unsigned kMemberIndent = 2 * kIndent;
 }  // namespace
 
 JsonObjectWriter::JsonObjectWriter(std::vector<std::string> const& columns, bool in_array)
-    : in_array_(in_array),
-      serializer_(nlohmann::detail::output_adapter<char, std::string>(text_), ' ',
-                  Cell::error_handler_t::replace) {
+    : in_array_(in_array) {
     std::string const object_indent(in_array ? kIndent : 0, ' ');
     std::string const member_indent(in_array ? kMemberIndent : 0, ' ');
     for (auto const& column : columns) {
@@ -36,7 +34,18 @@ std::string const& JsonObjectWriter::text_of(std::vector<Cell> const& cells) {
     text_.clear();
     for (std::size_t i = 0; i < openings_.size(); ++i) {
         text_ += openings_[i];
-        serializer_.dump(cells[i], in_array_, false, kIndent, kMemberIndent);
+        Cell const& value = cells[i];
+        if (!in_array_ || value.is_primitive()) {
+            text_ += value.dump(-1, ' ', false, Cell::error_handler_t::replace);
+            continue;
+        }
+        // A list over several lines, its lines indented to the member's level.
+        for (char c : value.dump(kIndent, ' ', false, Cell::error_handler_t::replace)) {
+            text_ += c;
+            if (c == '\n') {
+                text_.append(kMemberIndent, ' ');
+            }
+        }
     }
     text_ += closing_;
     return text_;

@@ -47,7 +47,6 @@ class JsonObjectWriter {
     std::string closing_;
     bool in_array_;
     std::string text_;
-    nlohmann::detail::serializer<Cell> serializer_;  // writes into text_
 };
 
 }  // namespace vexa::tool
