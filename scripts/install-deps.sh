@@ -1,18 +1,40 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests, the benchmarks and CI's
-# fuzzing and memory checks (clang, libFuzzer, valgrind) need, and only those
-# that are missing (apt-get update runs once, when needed).
+# Installs the Debian packages a task needs, and only those that are missing
+# (apt-get update runs once, when something is).
+#
+#   scripts/install-deps.sh           build and run the library, its plug-ins and the tool
+#   scripts/install-deps.sh --tests   also what the test suites and benchmarks drive:
+#                                     GoogleTest, Google Benchmark, the sqlite3 program,
+#                                     a PostgreSQL server with its ODBC drivers,
+#                                     Chromium and promtool
+#   scripts/install-deps.sh --all     also CI's fuzzing and memory checks (clang, valgrind)
 set -euo pipefail
 
-packages=(
+build=(
   g++ make cmake pkg-config
-  libxml2-dev libsqlite3-dev sqlite3
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libxml2-dev libsqlite3-dev unixodbc-dev
   libcli11-dev nlohmann-json3-dev
-  postgresql-15 odbc-postgresql libsqliteodbc unixodbc unixodbc-dev
-  clang libclang-rt-dev valgrind
+)
+tests=(
+  libgtest-dev libgmock-dev libbenchmark-dev sqlite3
+  postgresql-15 odbc-postgresql libsqliteodbc unixodbc
   chromium prometheus
 )
+ci=(clang libclang-rt-dev clang-format valgrind)
+
+case "${1:-}" in
+  "") packages=("${build[@]}") ;;
+  --tests) packages=("${build[@]}" "${tests[@]}") ;;
+  --all) packages=("${build[@]}" "${tests[@]}" "${ci[@]}") ;;
+  -h | --help)
+    sed -n '2,10s/^# \{0,1\}//p' "$0"
+    exit 0
+    ;;
+  *)
+    echo "install-deps: unknown option '$1' (see --help)" >&2
+    exit 2
+    ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do

@@ -16,6 +16,9 @@ namespace vexa::datastore {
 
 class DataStoreExtension;
 
+// Thread safety: control() may be called from several threads at once (each
+// call locks its own weak handle); load(), open() and close() change the
+// controller's maps and need external synchronisation with every other call.
 class VEXA_DATASTORE_EXPORT DataStoreController {
 public:
     class Impl;

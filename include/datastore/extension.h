@@ -39,6 +39,10 @@ struct InsertRequest {
     std::string option_id;
 };
 
+// Thread safety: open_instance() finishes before any other call. The plug-ins
+// of this project serialise the calls on one instance with a lock of their
+// own, so control() may then be called from several threads at once; any
+// other plug-in states what it allows.
 class VEXA_DATASTORE_EXPORT DataStoreExtension {
 public:
     // Result codes of control() and of open_instance().
@@ -74,6 +78,8 @@ protected:
 // Base of SQL-based plug-ins: implements control() and composes the read
 // queries over the view `table_view`; a plug-in supplies select() (and
 // insert() when writable) and sets hosts_query.
+// Thread safety: control() takes no lock of its own; it is as safe to call
+// from several threads as the plug-in's select() and insert() are.
 class VEXA_DATASTORE_EXPORT interface : public DataStoreExtension {
 public:
     interface();

@@ -1,6 +1,8 @@
 // The library's query interface: run one operation over the open datastores
 // of the registry and merge their rows. None of these functions throws on a
 // datastore's failure: it is logged at level 7 and the next one is asked.
+// Thread safety: they may run from several threads at once, as long as no
+// thread registers or clears datastores meanwhile.
 #ifndef VEXA_DATASTORE_FRONT_END_H_
 #define VEXA_DATASTORE_FRONT_END_H_
 

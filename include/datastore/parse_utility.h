@@ -17,6 +17,10 @@ typedef struct _xmlNode xmlNode;
 
 namespace vexa::datastore {
 
+// Thread safety: the registry and the directories are plain process-wide
+// data; registering, clear_db_vector() and setting a directory need external
+// synchronisation with every other use of them. Reading configuration files
+// keeps no state and may run from several threads at once.
 class VEXA_DATASTORE_EXPORT DataStoreParseUtility {
 public:
     // --- configuration files -------------------------------------------------

@@ -15,6 +15,7 @@ struct sqlite3;
 
 namespace quillo1 {
 
+// Thread safety: one thread at a time; callers sharing a connection lock it.
 class VEXA_DATASTORE_EXPORT Connection {
 public:
     explicit Connection(::sqlite3* db);
@@ -41,6 +42,7 @@ private:
 VEXA_DATASTORE_EXPORT int newConnection(std::string const& file, int flags, Connection** out);
 
 // Sole owner of a heap object, deleted when the AutoPtr goes out of scope.
+// Thread safety: as the object it holds.
 template <class T>
 class AutoPtr {
 public:

@@ -20,6 +20,8 @@ extern VEXA_DATASTORE_EXPORT int LOG_LEVEL;
 // 0: standard error; any other value: the system log. Starts at 0.
 extern VEXA_DATASTORE_EXPORT int LOG_OUTPUT;
 
+// Thread safety: one object belongs to one thread; objects of several threads
+// may write at once. LOG_LEVEL and LOG_OUTPUT are set before threads start.
 class VEXA_DATASTORE_EXPORT ErrorLog {
 public:
     // The source position is accepted for the caller's convenience and not
