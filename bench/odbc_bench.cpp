@@ -31,6 +31,7 @@
 
 #include <datastore/datastore.h>
 
+#include "plain_sqlite.h"
 #include "workload.h"
 
 namespace {
@@ -260,8 +261,7 @@ int main(int argc, char** argv) try {
     std::string const csv = server.state() + "/workload.csv";
     write_csv(options.shape, csv);
     std::string const columns =
-        "provider_datastore(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp, "
-        "Duration, Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp)";
+        vexa::datastore::table_name + "(" + vexa::bench::stored_columns() + ")";
     double const copy_in = seconds([&] {
         server.psql("bench", "\\copy " + columns + " FROM '" + csv + "' WITH (FORMAT csv)");
     });

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 
+#include <datastore/columns.h>
 #include <datastore/vocabulary.h>
 
 namespace vexa::bench {
@@ -140,11 +141,18 @@ void PlainStatement::read_rows(std::string const& source, std::vector<Row>& out)
     }
 }
 
+std::string stored_columns() {
+    std::string names;
+    auto const& columns = datastore::record_columns;
+    for (std::size_t i = datastore::first_stored_column; i < columns.size(); ++i) {
+        names += (names.empty() ? "" : ", ") + std::string(columns[i].name);
+    }
+    return names;
+}
+
 std::string plain_insert_sql() {
-    return "INSERT INTO " + datastore::table_name +
-           "(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp, Duration, "
-           "Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp) "
-           "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
+    return "INSERT INTO " + datastore::table_name + "(" + stored_columns() +
+           ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
 }
 
 std::string provider_select_sql(std::vector<std::string> const& providers) {
