@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "instance_log.h"
+#include "statements.h"
 
 namespace vexa::datastore::common {
 
@@ -26,6 +27,8 @@ int result_of(bool succeeded) {
 }
 
 }  // namespace
+
+PluginExtension::PluginExtension() { hosts_query = composed_hosts_query(); }
 
 int PluginExtension::control(unsigned short opcode, void const* in, void* out, void* extra) {
     try {

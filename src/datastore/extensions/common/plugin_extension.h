@@ -17,6 +17,9 @@ namespace vexa::datastore::common {
 // reason logged for the instance at level 4. control() never throws.
 class PluginExtension : public interface {
   public:
+    // Starts with the composed hosts query.
+    PluginExtension();
+
     int control(unsigned short opcode, void const* in, void* out, void* extra) override;
 
   protected:

@@ -32,8 +32,6 @@ void log_warning(std::string const& text) noexcept {
 
 }  // namespace
 
-OdbcExtension::OdbcExtension() { hosts_query = common::composed_hosts_query(); }
-
 OdbcExtension::~OdbcExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);
     if (batch_.is_running() && connection_ != nullptr) {

@@ -23,7 +23,6 @@ namespace vexa::datastore::odbc_plugin {
 
 class OdbcExtension : public common::PluginExtension {
   public:
-    OdbcExtension();
     ~OdbcExtension() override;
 
     // Reads "DSN" or "CONNECTION STRING" (it holds "="), optionally followed

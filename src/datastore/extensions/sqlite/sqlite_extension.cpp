@@ -12,7 +12,6 @@
 #include "read_authorizer.h"
 #include "row_reader.h"
 #include "source_settings.h"
-#include "statements.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -43,8 +42,6 @@ auto logging_failure(std::string const& path, Body body) -> decltype(body()) {
 }
 
 }  // namespace
-
-SqliteExtension::SqliteExtension() { hosts_query = common::composed_hosts_query(); }
 
 SqliteExtension::~SqliteExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);

@@ -19,7 +19,6 @@ namespace vexa::datastore::sqlite_plugin {
 
 class SqliteExtension : public common::PluginExtension {
   public:
-    SqliteExtension();
     ~SqliteExtension() override;
 
     // Reads "source=PATH|read_only=true|false|synchronous=normal|full" (any
