@@ -32,6 +32,7 @@
 #include <datastore/datastore.h>
 
 #include "plain_sqlite.h"
+#include "record_lines.h"
 #include "workload.h"
 
 namespace {
@@ -146,31 +147,18 @@ class Server {
     std::string port_;
 };
 
-std::string csv_text(std::string const& text) {
-    std::string quoted = "\"";
-    for (char c : text) {
-        quoted += c == '"' ? "\"\"" : std::string(1, c);
-    }
-    return quoted + "\"";
+std::string exact_real(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.17g", value);
+    return text;
 }
 
 // The workload as CSV in the provider table's column order (rowid aside).
 void write_csv(WorkloadShape const& shape, std::string const& path) {
     std::ofstream out(path);
     for (std::size_t i = 0; i < shape.rows(); ++i) {
-        auto const run = vexa::bench::workload_row(shape, i);
-        std::string names;
-        for (std::string const& name : run.header.node_names) {
-            names += (names.empty() ? "" : ",") + name;
-        }
-        char duration[32];
-        std::snprintf(duration, sizeof duration, "%.17g", run.header.Duration);
-        out << csv_text(run.header.Provider) << ',' << csv_text(run.header.Hostname) << ','
-            << run.header.num_nodes << ',' << csv_text(names) << ',' << run.header.Exit_status
-            << ',' << run.header.Timestamp << ',' << duration << ',' << run.header.Encoding << ','
-            << csv_text(run.stdout_text) << ',' << csv_text(run.stderr_text) << ','
-            << csv_text(run.option_id) << ',' << run.header.version << ','
-            << csv_text(run.header.Username) << ',' << run.header.Unique_timestamp << '\n';
+        out << vexa::bench::csv_line(vexa::bench::workload_as_row(shape, i, ""),
+                                     vexa::datastore::first_stored_column, exact_real);
     }
 }
 

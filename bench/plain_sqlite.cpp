@@ -37,6 +37,13 @@ std::vector<std::string> split_names(std::string const& joined) {
     }
 }
 
+
+void bind_text(sqlite3_stmt* stmt, int index, std::string const& text) {
+    sqlite3_bind_text(stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+}
+
+}  // namespace
+
 std::string join_names(std::vector<std::string> const& names) {
     std::string joined;
     for (auto const& name : names) {
@@ -47,12 +54,6 @@ std::string join_names(std::vector<std::string> const& names) {
     }
     return joined;
 }
-
-void bind_text(sqlite3_stmt* stmt, int index, std::string const& text) {
-    sqlite3_bind_text(stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
-}
-
-}  // namespace
 
 PlainDatabase::PlainDatabase(std::string const& file, bool read_only) {
     int const flags = read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
