@@ -155,7 +155,7 @@ std::string OdbcExtension::describe() const {
 bool OdbcExtension::select(std::string query, std::vector<Row>& out,
                            std::map<std::string, int> const& fields) {
     std::lock_guard<std::mutex> const lock(mutex_);
-    try {
+    return recovering([&] {
         Connection const& link = connection();
         Statement const statement = new_statement(link.get());
         check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
@@ -168,10 +168,7 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
             row = Row();
         }
         return true;
-    } catch (std::exception const& error) {
-        after_failure(error);
-        throw;
-    }
+    });
 }
 
 bool OdbcExtension::insert(provider::header const& header, std::string const& option_id,
@@ -180,14 +177,11 @@ bool OdbcExtension::insert(provider::header const& header, std::string const& op
     if (source_.read_only || !opened_ || batch_.has_failed()) {
         return false;  // a failed batch takes nothing more
     }
-    try {
+    return recovering([&] {
         connection();
         execute_insert(insert_statement_.get(), header, option_id, stdout_text, stderr_text);
         return true;
-    } catch (std::exception const& error) {
-        after_failure(error);
-        throw;
-    }
+    });
 }
 
 bool OdbcExtension::grouping_refused() const {

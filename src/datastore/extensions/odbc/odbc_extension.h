@@ -4,6 +4,7 @@
 #define VEXA_ODBC_PLUGIN_ODBC_EXTENSION_H_
 
 #include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -66,6 +67,17 @@ class OdbcExtension : public common::PluginExtension {
     // ends PostgreSQL's transaction anyway), and forgets a lost connection
     // (logging why) so that a later call makes it again.
     void after_failure(std::exception const& error);
+    // Runs `body`; when it throws, after_failure() comes first, then the
+    // failure goes on.
+    template <typename Body>
+    auto recovering(Body body) -> decltype(body()) {
+        try {
+            return body();
+        } catch (std::exception const& error) {
+            after_failure(error);
+            throw;
+        }
+    }
 
     // The project's own operations, in odbc_operations.cpp.
     int query_table_operation(std::string const& sql, Table& out) override;

@@ -10,12 +10,7 @@ namespace vexa::datastore::odbc_plugin {
 
 int OdbcExtension::query_table_operation(std::string const& sql, Table& out) {
     std::lock_guard<std::mutex> const lock(mutex_);
-    try {
-        query_table(connection().get(), sql, out);
-    } catch (std::exception const& error) {
-        after_failure(error);
-        throw;
-    }
+    recovering([&] { query_table(connection().get(), sql, out); });
     return OPERATION_SUCCESSFULL;
 }
 
@@ -24,12 +19,7 @@ int OdbcExtension::prune_operation(PruneRequest const& request, std::uint64_t& r
     if (!opened_ || (source_.read_only && !request.dry_run) || batch_.has_failed()) {
         return OPERATION_UNSUCCESSFULL;
     }
-    try {
-        removed = prune(connection().get(), request);
-    } catch (std::exception const& error) {
-        after_failure(error);
-        throw;
-    }
+    recovering([&] { removed = prune(connection().get(), request); });
     return OPERATION_SUCCESSFULL;
 }
 
