@@ -16,6 +16,7 @@
 #include "datastores.h"
 #include "paired.h"
 #include "plain_sqlite.h"
+#include "record_lines.h"
 #include "workload.h"
 
 extern char** environ;
@@ -57,21 +58,8 @@ bool run_program(std::vector<std::string> args, std::string const& home) {
            WEXITSTATUS(status) == 0;
 }
 
-std::string csv_text(std::string const& text) {
-    std::string quoted = "\"";
-    for (char const c : text) {
-        quoted += c == '"' ? "\"\"" : std::string(1, c);
-    }
-    return quoted + "\"";
-}
-
-std::string joined(std::vector<std::string> const& names) {
-    std::string text;
-    for (std::string const& name : names) {
-        text += (text.empty() ? "" : ",") + name;
-    }
-    return text;
-}
+// The shortest text that reads back as the same double, on both sides.
+std::string shortest_real(double value) { return nlohmann::json(value).dump(); }
 
 // The workload as `insert` reads it and, row for row, as `.import` reads it
 // into the provider table (every column, rowid first).
@@ -80,32 +68,9 @@ void write_inputs(WorkloadShape const& shape, std::string const& json_lines,
     std::ofstream json_out(json_lines);
     std::ofstream csv_out(csv);
     for (std::size_t i = 0; i < shape.rows(); ++i) {
-        InsertRequest const w = workload_row(shape, i);
-        provider::header const& h = w.header;
-        // The shortest text that reads back as the same double, on both sides.
-        std::string const duration = nlohmann::json(h.Duration).dump();
-        json_out << nlohmann::json{{"Provider", h.Provider},
-                                   {"Hostname", h.Hostname},
-                                   {"num_nodes", h.num_nodes},
-                                   {"node_names", h.node_names},
-                                   {"Exit_status", h.Exit_status},
-                                   {"Timestamp", h.Timestamp},
-                                   {"Duration", h.Duration},
-                                   {"Encoding", static_cast<int>(h.Encoding)},
-                                   {"STDOUT", w.stdout_text},
-                                   {"STDERR", w.stderr_text},
-                                   {"OptionID", w.option_id},
-                                   {"version", h.version},
-                                   {"Username", h.Username},
-                                   {"Unique_timestamp", h.Unique_timestamp}}
-                        .dump()
-                 << "\n";
-        csv_out << i + 1 << "," << csv_text(h.Provider) << "," << csv_text(h.Hostname) << ","
-                << h.num_nodes << "," << csv_text(joined(h.node_names)) << "," << h.Exit_status
-                << "," << h.Timestamp << "," << duration << "," << static_cast<int>(h.Encoding)
-                << "," << csv_text(w.stdout_text) << "," << csv_text(w.stderr_text) << ","
-                << csv_text(w.option_id) << "," << h.version << "," << csv_text(h.Username) << ","
-                << h.Unique_timestamp << "\n";
+        Row const row = workload_as_row(shape, i, "");
+        json_out << json_record(row).dump() << "\n";
+        csv_out << csv_line(row, 0, shortest_real);
     }
     require(json_out.good() && csv_out.good(), "cannot write the import inputs");
 }

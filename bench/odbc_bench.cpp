@@ -31,6 +31,8 @@
 
 #include <datastore/datastore.h>
 
+#include "plain_sqlite.h"
+#include "record_lines.h"
 #include "workload.h"
 
 namespace {
@@ -145,31 +147,18 @@ class Server {
     std::string port_;
 };
 
-std::string csv_text(std::string const& text) {
-    std::string quoted = "\"";
-    for (char c : text) {
-        quoted += c == '"' ? "\"\"" : std::string(1, c);
-    }
-    return quoted + "\"";
+std::string exact_real(double value) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.17g", value);
+    return text;
 }
 
 // The workload as CSV in the provider table's column order (rowid aside).
 void write_csv(WorkloadShape const& shape, std::string const& path) {
     std::ofstream out(path);
     for (std::size_t i = 0; i < shape.rows(); ++i) {
-        auto const run = vexa::bench::workload_row(shape, i);
-        std::string names;
-        for (std::string const& name : run.header.node_names) {
-            names += (names.empty() ? "" : ",") + name;
-        }
-        char duration[32];
-        std::snprintf(duration, sizeof duration, "%.17g", run.header.Duration);
-        out << csv_text(run.header.Provider) << ',' << csv_text(run.header.Hostname) << ','
-            << run.header.num_nodes << ',' << csv_text(names) << ',' << run.header.Exit_status
-            << ',' << run.header.Timestamp << ',' << duration << ',' << run.header.Encoding << ','
-            << csv_text(run.stdout_text) << ',' << csv_text(run.stderr_text) << ','
-            << csv_text(run.option_id) << ',' << run.header.version << ','
-            << csv_text(run.header.Username) << ',' << run.header.Unique_timestamp << '\n';
+        out << vexa::bench::csv_line(vexa::bench::workload_as_row(shape, i, ""),
+                                     vexa::datastore::first_stored_column, exact_real);
     }
 }
 
@@ -260,8 +249,7 @@ int main(int argc, char** argv) try {
     std::string const csv = server.state() + "/workload.csv";
     write_csv(options.shape, csv);
     std::string const columns =
-        "provider_datastore(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp, "
-        "Duration, Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp)";
+        vexa::datastore::table_name + "(" + vexa::bench::stored_columns() + ")";
     double const copy_in = seconds([&] {
         server.psql("bench", "\\copy " + columns + " FROM '" + csv + "' WITH (FORMAT csv)");
     });

@@ -4,6 +4,7 @@
 
 #include <stdexcept>
 
+#include <datastore/columns.h>
 #include <datastore/vocabulary.h>
 
 namespace vexa::bench {
@@ -36,6 +37,13 @@ std::vector<std::string> split_names(std::string const& joined) {
     }
 }
 
+
+void bind_text(sqlite3_stmt* stmt, int index, std::string const& text) {
+    sqlite3_bind_text(stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+}
+
+}  // namespace
+
 std::string join_names(std::vector<std::string> const& names) {
     std::string joined;
     for (auto const& name : names) {
@@ -46,12 +54,6 @@ std::string join_names(std::vector<std::string> const& names) {
     }
     return joined;
 }
-
-void bind_text(sqlite3_stmt* stmt, int index, std::string const& text) {
-    sqlite3_bind_text(stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
-}
-
-}  // namespace
 
 PlainDatabase::PlainDatabase(std::string const& file, bool read_only) {
     int const flags = read_only ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
@@ -140,11 +142,18 @@ void PlainStatement::read_rows(std::string const& source, std::vector<Row>& out)
     }
 }
 
+std::string stored_columns() {
+    std::string names;
+    auto const& columns = datastore::record_columns;
+    for (std::size_t i = datastore::first_stored_column; i < columns.size(); ++i) {
+        names += (names.empty() ? "" : ", ") + std::string(columns[i].name);
+    }
+    return names;
+}
+
 std::string plain_insert_sql() {
-    return "INSERT INTO " + datastore::table_name +
-           "(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp, Duration, "
-           "Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp) "
-           "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
+    return "INSERT INTO " + datastore::table_name + "(" + stored_columns() +
+           ") VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
 }
 
 std::string provider_select_sql(std::vector<std::string> const& providers) {

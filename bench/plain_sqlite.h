@@ -59,6 +59,13 @@ class PlainStatement {
 // INSERT of every column but rowid into the provider table, 14 parameters.
 std::string plain_insert_sql();
 
+// node_names as stored: the names joined with ",".
+std::string join_names(std::vector<std::string> const& names);
+
+// The columns a stored record fills, every one but rowid, in the table's
+// order: "Provider, Hostname, ..., Unique_timestamp".
+std::string stored_columns();
+
 // The text the library composes for the rows of `providers`:
 // SELECT * FROM <view> WHERE (Provider IN ('a','b') )
 std::string provider_select_sql(std::vector<std::string> const& providers);

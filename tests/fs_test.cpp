@@ -1,6 +1,8 @@
 #include <util/fs.h>
 
 #include <filesystem>
+#include <optional>
+#include <stdexcept>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -10,6 +12,7 @@
 namespace {
 
 using vexa::fs::abspath;
+using vexa::fs::expand_path;
 using vexa::fs::selfpath;
 
 // Runs the test inside a fresh directory and returns to the old one after.
@@ -75,6 +78,19 @@ TEST(Selfpath, IsAbsoluteAndAlreadyResolved) {
 
 TEST_F(InTempDirectory, SelfpathDoesNotDependOnTheCurrentDirectory) {
     EXPECT_EQ(selfpath(), vexa::test::real_path(VEXA_BUILD_ROOT) + kLibraryTail);
+}
+
+TEST(ExpandPath, ReplacesVariablesAndALeadingTildeOnly) {
+    vexa::test::ScopedEnv const home("HOME", "/home/u");
+    vexa::test::ScopedEnv const name("VEXA_EXPAND_NAME", "my db");
+    EXPECT_EQ(expand_path("~/x/$VEXA_EXPAND_NAME.db"), "/home/u/x/my db.db");
+    EXPECT_EQ(expand_path("${VEXA_EXPAND_NAME}*?"), "my db*?");
+    EXPECT_EQ(expand_path("a~/$1/$"), "a~/$1/$");
+}
+
+TEST(ExpandPath, RefusesAnUnsetVariable) {
+    vexa::test::ScopedEnv const unset("VEXA_EXPAND_UNSET", std::nullopt);
+    EXPECT_THROW(expand_path("/$VEXA_EXPAND_UNSET/x"), std::runtime_error);
 }
 
 }  // namespace

@@ -10,6 +10,8 @@
 namespace {
 
 using Pieces = std::vector<std::string>;
+using vexa::str::ascii_iequals;
+using vexa::str::ascii_lower;
 using vexa::str::dirname;
 using vexa::str::split;
 using vexa::str::squeeze;
@@ -128,6 +130,18 @@ TEST(Wordexp, ReturnsATextThatCannotBeExpandedUnchanged) {
     EXPECT_EQ(wordexp("a|b"), "a|b");
     EXPECT_EQ(wordexp("x;y"), "x;y");
     EXPECT_EQ(wordexp("\"unterminated"), "\"unterminated");
+}
+
+TEST(AsciiLower, LowersAsciiLettersOnly) {
+    EXPECT_EQ(ascii_lower("Unique_TimeStamp 42"), "unique_timestamp 42");
+    EXPECT_EQ(ascii_lower("\xC3\x89t\xC3\xA9"), "\xC3\x89t\xC3\xA9");
+}
+
+TEST(AsciiIequals, IgnoresTheCaseOfAsciiLettersOnly) {
+    EXPECT_TRUE(ascii_iequals("Version", "version"));
+    EXPECT_TRUE(ascii_iequals("", ""));
+    EXPECT_FALSE(ascii_iequals("Version", "versions"));
+    EXPECT_FALSE(ascii_iequals("\xC3\x89", "\xC3\xA9"));
 }
 
 }  // namespace

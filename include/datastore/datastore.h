@@ -2,6 +2,7 @@
 #ifndef VEXA_DATASTORE_DATASTORE_H_
 #define VEXA_DATASTORE_DATASTORE_H_
 
+#include <datastore/columns.h>
 #include <datastore/config.h>
 #include <datastore/controller.h>
 #include <datastore/export.h>

@@ -117,6 +117,15 @@ public:
                                       std::string& where);
 
 protected:
+    // The steps of the two latest-row reads: false when not ready, `out`
+    // cleared, false without a query when `providers` is empty, the host
+    // filter left out when `hosts` is empty, then `head` + the where clause
+    // + `tail` handed to select(). A plug-in whose database system words the
+    // query differently keeps the steps and changes only the text.
+    bool select_latest_rows(std::vector<std::string> providers, std::vector<std::string> hosts,
+                            std::vector<Row>& out, std::string const& head,
+                            std::string const& tail);
+
     // The complete query that OP_SELECT_HOSTS runs; set by the plug-in.
     std::string hosts_query;
 };

@@ -3,6 +3,7 @@
 #define VEXA_UTIL_STR_H_
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <datastore/export.h>
@@ -19,6 +20,14 @@ VEXA_DATASTORE_EXPORT std::vector<std::string> split(std::string const& text, ch
 
 // `text` without leading and trailing white space: stripws("  a b \n") -> "a b".
 VEXA_DATASTORE_EXPORT std::string stripws(std::string text);
+
+// `text` with the ASCII letters in lower case, every other byte as it was,
+// whatever the locale: ascii_lower("Unique_TimeStamp") -> "unique_timestamp".
+VEXA_DATASTORE_EXPORT std::string ascii_lower(std::string text);
+
+// Whether `a` and `b` differ at most in the case of ASCII letters, as SQL
+// compares names: ascii_iequals("Version", "version") -> true.
+VEXA_DATASTORE_EXPORT bool ascii_iequals(std::string_view a, std::string_view b);
 
 // Every run of `c` reduced to one: squeeze("a//b///c", '/') -> "a/b/c".
 VEXA_DATASTORE_EXPORT std::string squeeze(std::string text, char c);

@@ -33,6 +33,27 @@ std::string stripws(std::string text) {
     return std::string(first, last);
 }
 
+namespace {
+
+char ascii_lower_char(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+}  // namespace
+
+std::string ascii_lower(std::string text) {
+    for (char& c : text) {
+        c = ascii_lower_char(c);
+    }
+    return text;
+}
+
+bool ascii_iequals(std::string_view a, std::string_view b) {
+    return a.size() == b.size() &&
+           std::equal(a.begin(), a.end(), b.begin(),
+                      [](char x, char y) { return ascii_lower_char(x) == ascii_lower_char(y); });
+}
+
 std::string squeeze(std::string text, char c) {
     auto const end =
         std::unique(text.begin(), text.end(), [c](char a, char b) { return a == c && b == c; });

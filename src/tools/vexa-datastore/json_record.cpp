@@ -84,55 +84,83 @@ provider::encoding encoding(json const& value, std::string const& key) {
 
 using Setter = void (*)(json const&, std::string const&, InsertRequest&);
 
-std::map<std::string, Setter> const setters{
-    {"Provider",
+// Rows the json output wrote carry these too; they are not stored.
+void ignore(json const&, std::string const&, InsertRequest&) {}
+
+// How the value of each column is read, by the column's Row member.
+std::map<datastore::RowMember, Setter> const setters{
+    {datastore::provider_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.header.Provider = name(v, k, datastore::max_provider_size);
      }},
-    {"Hostname",
+    {datastore::hostname_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.header.Hostname = name(v, k, datastore::max_hostname_size);
      }},
-    {"num_nodes",
+    {datastore::num_nodes_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.header.num_nodes = static_cast<std::int32_t>(integer(v, k, 0, datastore::max_num_nodes));
      }},
-    {"node_names", [](json const& v, std::string const& k,
-                      InsertRequest& r) { r.header.node_names = names(v, k); }},
-    {"Exit_status", [](json const& v, std::string const& k,
-                       InsertRequest& r) { r.header.Exit_status = int32(v, k); }},
-    {"Timestamp", [](json const& v, std::string const& k,
-                     InsertRequest& r) { r.header.Timestamp = int64(v, k); }},
-    {"Duration",
+    {datastore::node_names_member,
+     [](json const& v, std::string const& k, InsertRequest& r) {
+         r.header.node_names = names(v, k);
+     }},
+    {datastore::exit_status_member,
+     [](json const& v, std::string const& k, InsertRequest& r) {
+         r.header.Exit_status = int32(v, k);
+     }},
+    {datastore::timestamp_member,
+     [](json const& v, std::string const& k, InsertRequest& r) {
+         r.header.Timestamp = int64(v, k);
+     }},
+    {datastore::duration_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          if (!v.is_number()) {
              reject(k, "a number");
          }
          r.header.Duration = v.get<double>();
      }},
-    {"Encoding", [](json const& v, std::string const& k,
-                    InsertRequest& r) { r.header.Encoding = encoding(v, k); }},
-    {"STDOUT",
+    {datastore::encoding_member,
+     [](json const& v, std::string const& k, InsertRequest& r) {
+         r.header.Encoding = encoding(v, k);
+     }},
+    {datastore::stdout_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.stdout_text = text(v, k, datastore::max_std_stream_size);
      }},
-    {"STDERR",
+    {datastore::stderr_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.stderr_text = text(v, k, datastore::max_std_stream_size);
      }},
-    {"OptionID", [](json const& v, std::string const& k,
-                    InsertRequest& r) { r.option_id = name(v, k, datastore::max_option_id_size); }},
-    {"version",
+    {datastore::option_id_member,
+     [](json const& v, std::string const& k, InsertRequest& r) {
+         r.option_id = name(v, k, datastore::max_option_id_size);
+     }},
+    {datastore::version_member,
      [](json const& v, std::string const& k, InsertRequest& r) { r.header.version = int32(v, k); }},
-    {"Username",
+    {datastore::username_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.header.Username = text(v, k, datastore::max_username_size);
      }},
-    {"Unique_timestamp", [](json const& v, std::string const& k,
-                            InsertRequest& r) { r.header.Unique_timestamp = int64(v, k); }},
-    {"rowid", [](json const&, std::string const&, InsertRequest&) {}},
-    {"datastore_source", [](json const&, std::string const&, InsertRequest&) {}},
+    {datastore::unique_timestamp_member,
+     [](json const& v, std::string const& k, InsertRequest& r) {
+         r.header.Unique_timestamp = int64(v, k);
+     }},
+    {datastore::rowid_member, ignore},
 };
+
+// The setter of the column named exactly `key`.
+Setter setter_of(std::string const& key) {
+    if (key == "datastore_source") {
+        return ignore;
+    }
+    for (datastore::Column const& column : datastore::record_columns) {
+        if (key == column.name) {
+            return setters.at(column.member);
+        }
+    }
+    throw std::runtime_error("unknown key \"" + key + "\"");
+}
 
 }  // namespace
 
@@ -144,11 +172,7 @@ InsertRequest record_from_json(json const& object, std::int64_t now_us) {
     record.header.Unique_timestamp = now_us;
     record.header.Timestamp = now_us / 1000000;
     for (auto const& [key, value] : object.items()) {
-        auto setter = setters.find(key);
-        if (setter == setters.end()) {
-            throw std::runtime_error("unknown key \"" + key + "\"");
-        }
-        setter->second(value, key, record);
+        setter_of(key)(value, key, record);
     }
     for (char const* key : {"Provider", "Hostname"}) {
         if (!object.contains(key) || object.at(key) == "") {

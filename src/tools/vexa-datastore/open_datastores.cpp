@@ -12,7 +12,6 @@
 #include <stdexcept>
 
 #include "log_capture.h"
-#include "path_expansion.h"
 
 namespace vexa::tool {
 
@@ -198,7 +197,7 @@ std::string data_source(DataStoreConfig const& config) {
     bool read_only = false;
     parse_sqlite_params(config.source_parameters, source, read_only);
     try {
-        return datastore::sqlite_plugin::expand_path(source);
+        return fs::expand_path(source);  // the very file the plug-in opens, blanks and all
     } catch (std::runtime_error const&) {
         return source;  // as written: opening it fails with the plug-in's reason
     }

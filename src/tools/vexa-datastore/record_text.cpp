@@ -1,7 +1,7 @@
 #include "record_text.h"
 
 #include <algorithm>
-#include <cctype>
+#include <cstdint>
 #include <cstdio>
 
 namespace vexa::tool {
@@ -9,13 +9,6 @@ namespace vexa::tool {
 using datastore::Row;
 
 namespace {
-
-std::string lower(std::string text) {
-    for (char& c : text) {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
-    return text;
-}
 
 // A real as SQLite writes it: 15 significant digits, and a decimal point
 // even when the value is whole.
@@ -41,33 +34,37 @@ std::string joined(std::vector<std::string> const& names) {
     return text;
 }
 
+// A member as the database's text of it.
+struct MemberText {
+    std::string operator()(std::int32_t value) const { return std::to_string(value); }
+    std::string operator()(std::int64_t value) const { return std::to_string(value); }
+    std::string operator()(double value) const { return real_text(value); }
+    std::string operator()(provider::encoding value) const {
+        return std::to_string(static_cast<int>(value));
+    }
+    std::string operator()(std::string const& text) const { return text; }
+    std::string operator()(std::vector<std::string> const& names) const { return joined(names); }
+};
+
 }  // namespace
 
 std::vector<std::string> const& view_columns() {
-    static std::vector<std::string> const columns{
-        "rowid",       "Provider",  "Hostname", "num_nodes", "node_names",
-        "Exit_status", "Timestamp", "Duration", "Encoding",  "STDOUT",
-        "STDERR",      "OptionID",  "version",  "Username",  "Unique_timestamp"};
+    static std::vector<std::string> const columns = [] {
+        std::vector<std::string> names;
+        for (datastore::Column const& column : datastore::record_columns) {
+            names.emplace_back(column.name);
+        }
+        return names;
+    }();
     return columns;
 }
 
 std::optional<std::string> member_text(Row const& row, std::string const& column) {
-    std::string const name = lower(column);
-    if (name == "rowid") return std::to_string(row.rowid);
-    if (name == "provider") return row.Provider;
-    if (name == "hostname") return row.Hostname;
-    if (name == "num_nodes") return std::to_string(row.num_nodes);
-    if (name == "node_names") return joined(row.node_names);
-    if (name == "exit_status") return std::to_string(row.Exit_status);
-    if (name == "timestamp") return std::to_string(row.Timestamp);
-    if (name == "duration") return real_text(row.Duration);
-    if (name == "encoding") return std::to_string(static_cast<int>(row.Encoding));
-    if (name == "stdout") return row.STDOUT;
-    if (name == "stderr") return row.STDERR;
-    if (name == "optionid") return row.OptionID;
-    if (name == "version") return std::to_string(row.version);
-    if (name == "username") return row.Username;
-    if (name == "unique_timestamp") return std::to_string(row.Unique_timestamp);
+    for (datastore::Column const& candidate : datastore::record_columns) {
+        if (str::ascii_iequals(candidate.name, column)) {
+            return visit_member(row, candidate.member, MemberText{});
+        }
+    }
     return std::nullopt;
 }
 

@@ -15,14 +15,27 @@ bool several_datastores() {
     return datastore::DataStoreParseUtility::get_datastore_vector().size() > 1;
 }
 
+// A member as the row's cell: Encoding by name, everything else as stored.
+struct MemberCell {
+    Cell operator()(provider::encoding value) const {
+        return name_of(datastore::encoding_map, value);
+    }
+    template <typename Value>
+    Cell operator()(Value const& value) const {
+        return value;
+    }
+};
+
 }  // namespace
 
 std::vector<std::string> row_columns(GlobalOptions const& global) {
     if (global.format != Format::table) {
-        return {"rowid",      "Provider",    "Hostname",         "num_nodes",
-                "node_names", "Exit_status", "Timestamp",        "Duration",
-                "Encoding",   "STDOUT",      "STDERR",           "OptionID",
-                "version",    "Username",    "Unique_timestamp", "datastore_source"};
+        std::vector<std::string> columns;
+        for (datastore::Column const& column : datastore::record_columns) {
+            columns.emplace_back(column.name);
+        }
+        columns.emplace_back("datastore_source");
+        return columns;
     }
     std::vector<std::string> columns{"Provider",  "Hostname", "Exit_status",
                                      "Timestamp", "STDOUT",   "STDERR"};
@@ -34,12 +47,12 @@ std::vector<std::string> row_columns(GlobalOptions const& global) {
 
 std::vector<Cell> row_cells(Row const& row, GlobalOptions const& global) {
     if (global.format != Format::table) {
-        return {row.rowid,           row.Provider,   row.Hostname,
-                row.num_nodes,       row.node_names, row.Exit_status,
-                row.Timestamp,       row.Duration,   name_of(datastore::encoding_map, row.Encoding),
-                row.STDOUT,          row.STDERR,     row.OptionID,
-                row.version,         row.Username,   row.Unique_timestamp,
-                row.datastore_source};
+        std::vector<Cell> cells;
+        for (datastore::Column const& column : datastore::record_columns) {
+            cells.push_back(visit_member(row, column.member, MemberCell{}));
+        }
+        cells.emplace_back(row.datastore_source);
+        return cells;
     }
     std::vector<Cell> cells{row.Provider,    row.Hostname,
                             row.Exit_status, time_cell(row.Timestamp, global),

@@ -16,25 +16,22 @@ constexpr char kProviderColumn[] = "Provider";
 constexpr char kHostnameColumn[] = "Hostname";
 constexpr char kGroupByRunKey[] = "GROUP BY OptionID, Hostname, Provider;";
 
-// The two latest-rows reads: nothing without readiness, `out` cleared, the
-// providers required and the host filter left out when `hosts` is empty,
-// then `head` + condition + `tail` handed to select().
-bool select_latest(interface& extension, std::vector<std::string> providers,
-                   std::vector<std::string> hosts, std::vector<Row>& out, std::string const& head,
-                   std::string const& tail) {
-    if (!extension.is_ready()) {
+}  // namespace
+
+bool interface::select_latest_rows(std::vector<std::string> providers,
+                                   std::vector<std::string> hosts, std::vector<Row>& out,
+                                   std::string const& head, std::string const& tail) {
+    if (!is_ready()) {
         return false;
     }
     out.clear();
     std::string where;
-    if (!interface::generate_where_clause(std::move(providers), kProviderColumn, where)) {
+    if (!generate_where_clause(std::move(providers), kProviderColumn, where)) {
         return false;
     }
-    interface::generate_where_clause(std::move(hosts), kHostnameColumn, where);
-    return extension.select(head + where + tail, out, column_index_map);
+    generate_where_clause(std::move(hosts), kHostnameColumn, where);
+    return select(head + where + tail, out, column_index_map);
 }
-
-}  // namespace
 
 bool interface::generate_where_clause(std::vector<std::string> values, std::string column,
                                       std::string& where) {
@@ -71,19 +68,19 @@ bool interface::select_provider(std::vector<std::string> providers, std::vector<
 bool interface::get_latest_rows_provider(std::vector<std::string> providers, std::vector<Row>& out,
                                          std::vector<std::string> hosts) {
     // The where clause ends in ")", so "GROUP BY" follows it without a blank.
-    return select_latest(*this, std::move(providers), std::move(hosts), out,
-                         "SELECT *, MAX(unique_timestamp) FROM " + table_view + " WHERE",
-                         kGroupByRunKey);
+    return select_latest_rows(std::move(providers), std::move(hosts), out,
+                              "SELECT *, MAX(unique_timestamp) FROM " + table_view + " WHERE",
+                              kGroupByRunKey);
 }
 
 bool interface::get_latest_collect_rows(std::vector<std::string> providers, std::vector<Row>& out,
                                         std::vector<std::string> hosts) {
     // As above, "AND" follows the closing parenthesis without a blank; the
     // comparison spells "Unique_timestamp", the sub-query "unique_timestamp".
-    return select_latest(*this, std::move(providers), std::move(hosts), out,
-                         "SELECT * FROM " + table_view + " WHERE",
-                         "AND Unique_timestamp = (SELECT MAX(unique_timestamp) FROM " + table_view +
-                             ") " + kGroupByRunKey);
+    return select_latest_rows(std::move(providers), std::move(hosts), out,
+                              "SELECT * FROM " + table_view + " WHERE",
+                              "AND Unique_timestamp = (SELECT MAX(unique_timestamp) FROM " +
+                                  table_view + ") " + kGroupByRunKey);
 }
 
 }  // namespace vexa::datastore

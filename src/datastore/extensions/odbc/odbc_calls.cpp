@@ -69,6 +69,27 @@ Statement executed(SQLHDBC dbc, std::string const& sql) {
 
 void execute(SQLHDBC dbc, std::string const& sql) { executed(dbc, sql); }
 
+void set_autocommit(SQLHDBC dbc, bool on) {
+    SQLULEN const value = on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF;
+    check(SQLSetConnectAttr(dbc, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(value), 0),
+          SQL_HANDLE_DBC, dbc, "SQL_ATTR_AUTOCOMMIT");
+}
+
+void run_in_transaction(SQLHDBC dbc, std::vector<std::string> const& statements) {
+    set_autocommit(dbc, false);
+    try {
+        for (std::string const& sql : statements) {
+            execute(dbc, sql);
+        }
+        check(SQLEndTran(SQL_HANDLE_DBC, dbc, SQL_COMMIT), SQL_HANDLE_DBC, dbc, "SQLEndTran");
+    } catch (...) {
+        SQLEndTran(SQL_HANDLE_DBC, dbc, SQL_ROLLBACK);
+        set_autocommit(dbc, true);
+        throw;
+    }
+    set_autocommit(dbc, true);
+}
+
 std::string first_text(SQLHDBC dbc, std::string const& sql) {
     Statement const statement = executed(dbc, sql);
     SQLRETURN const rc = SQLFetch(statement.get());

@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <sql.h>
 #include <sqlext.h>
@@ -45,6 +46,13 @@ Statement new_statement(SQLHDBC dbc);
 
 // Runs `sql` on a fresh statement of `dbc`, discarding any result.
 void execute(SQLHDBC dbc, std::string const& sql);
+
+// Switches the autocommit of `dbc` on or off.
+void set_autocommit(SQLHDBC dbc, bool on);
+
+// Runs `statements` on `dbc` as one transaction, rolled back whole when one
+// of them fails (its OdbcError passed on); autocommit is on again after.
+void run_in_transaction(SQLHDBC dbc, std::vector<std::string> const& statements);
 
 // The first column of the first row of `sql` as text; "" when there is no
 // row or the value is NULL.

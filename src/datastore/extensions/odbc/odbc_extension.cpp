@@ -6,8 +6,10 @@
 #include <datastore/vocabulary.h>
 #include <util/log.h>
 
-#include "insert_statement.h"
+#include "insert.h"
 #include "row_reader.h"
+#include "schema.h"
+#include "statements.h"
 
 namespace vexa::datastore::odbc_plugin {
 
@@ -27,38 +29,12 @@ void log_warning(std::string const& text) noexcept {
     }
 }
 
-std::string composed_hosts_query() {
-    return "SELECT *, MAX(unique_timestamp) FROM " + table_view +
-           " WHERE Provider = 'uname' GROUP BY Hostname;";
-}
-
-// Runs `statements` as one transaction.
-void run_in_transaction(SQLHDBC dbc, std::vector<std::string> const& statements) {
-    auto set_autocommit = [dbc](SQLULEN on) {
-        check(SQLSetConnectAttr(dbc, SQL_ATTR_AUTOCOMMIT, reinterpret_cast<SQLPOINTER>(on), 0),
-              SQL_HANDLE_DBC, dbc, "SQL_ATTR_AUTOCOMMIT");
-    };
-    set_autocommit(SQL_AUTOCOMMIT_OFF);
-    try {
-        for (std::string const& sql : statements) {
-            execute(dbc, sql);
-        }
-        check(SQLEndTran(SQL_HANDLE_DBC, dbc, SQL_COMMIT), SQL_HANDLE_DBC, dbc, "SQLEndTran");
-    } catch (...) {
-        SQLEndTran(SQL_HANDLE_DBC, dbc, SQL_ROLLBACK);
-        set_autocommit(SQL_AUTOCOMMIT_ON);
-        throw;
-    }
-    set_autocommit(SQL_AUTOCOMMIT_ON);
-}
 
 }  // namespace
 
-OdbcExtension::OdbcExtension() { hosts_query = composed_hosts_query(); }
-
 OdbcExtension::~OdbcExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);
-    if (batch_ == Batch::open && connection_ != nullptr) {
+    if (batch_.is_running() && connection_ != nullptr) {
         // A batch still open when the instance closes is committed.
         SQLEndTran(SQL_HANDLE_DBC, connection_->get(), SQL_COMMIT);
     }
@@ -72,7 +48,7 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
     insert_statement_.reset();
     connection_.reset();
     try {
-        std::optional<DataSource> source = parse_data_source(source_parameters);
+        std::optional<SourceSettings> source = read_source_settings(source_parameters);
         if (!source) {
             log_warning("odbc: malformed source parameters \"" + source_parameters + "\"");
             return OPERATION_UNSUCCESSFULL;
@@ -126,7 +102,7 @@ void OdbcExtension::connect() {
     } catch (OdbcError const&) {
         grouping_refused_ = true;
     }
-    hosts_query = grouping_refused_ ? latest_hosts_query() : composed_hosts_query();
+    hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
     connection_ = std::move(connection);
 }
 
@@ -149,8 +125,9 @@ Connection& OdbcExtension::connection() {
 }
 
 void OdbcExtension::after_failure(std::exception const& error) {
-    if (batch_ == Batch::open) {
-        roll_back_batch(error.what());
+    if (batch_.is_running()) {
+        batch_.roll_back(connection_ == nullptr ? SQL_NULL_HDBC : connection_->get(), instance_name,
+                         error.what());
     }
     auto const* odbc_error = dynamic_cast<OdbcError const*>(&error);
     bool const lost = odbc_error != nullptr && odbc_error->connection_lost();
@@ -178,7 +155,7 @@ std::string OdbcExtension::describe() const {
 bool OdbcExtension::select(std::string query, std::vector<Row>& out,
                            std::map<std::string, int> const& fields) {
     std::lock_guard<std::mutex> const lock(mutex_);
-    try {
+    return recovering([&] {
         Connection const& link = connection();
         Statement const statement = new_statement(link.get());
         check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
@@ -191,26 +168,20 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
             row = Row();
         }
         return true;
-    } catch (std::exception const& error) {
-        after_failure(error);
-        throw;
-    }
+    });
 }
 
 bool OdbcExtension::insert(provider::header const& header, std::string const& option_id,
                            std::string const& stdout_text, std::string const& stderr_text) {
     std::lock_guard<std::mutex> const lock(mutex_);
-    if (source_.read_only || !opened_ || batch_ == Batch::failed) {
+    if (source_.read_only || !opened_ || batch_.has_failed()) {
         return false;  // a failed batch takes nothing more
     }
-    try {
+    return recovering([&] {
         connection();
         execute_insert(insert_statement_.get(), header, option_id, stdout_text, stderr_text);
         return true;
-    } catch (std::exception const& error) {
-        after_failure(error);
-        throw;
-    }
+    });
 }
 
 bool OdbcExtension::grouping_refused() const {
@@ -224,7 +195,9 @@ bool OdbcExtension::get_latest_rows_provider(std::vector<std::string> providers,
     if (!grouping_refused()) {
         return interface::get_latest_rows_provider(std::move(providers), out, std::move(hosts));
     }
-    return latest_rows(std::move(providers), out, std::move(hosts), latest_rows_query);
+    QueryAround const query = latest_rows_query();
+    return select_latest_rows(std::move(providers), std::move(hosts), out, query.head,
+                              query.tail);
 }
 
 bool OdbcExtension::get_latest_collect_rows(std::vector<std::string> providers,
@@ -232,21 +205,9 @@ bool OdbcExtension::get_latest_collect_rows(std::vector<std::string> providers,
     if (!grouping_refused()) {
         return interface::get_latest_collect_rows(std::move(providers), out, std::move(hosts));
     }
-    return latest_rows(std::move(providers), out, std::move(hosts), latest_collect_rows_query);
-}
-
-bool OdbcExtension::latest_rows(std::vector<std::string> providers, std::vector<Row>& out,
-                                std::vector<std::string> hosts, Composer compose) {
-    if (!is_ready()) {
-        return false;
-    }
-    out.clear();
-    std::string where;
-    if (!generate_where_clause(std::move(providers), "Provider", where)) {
-        return false;
-    }
-    generate_where_clause(std::move(hosts), "Hostname", where);
-    return select(compose(where), out, column_index_map);
+    QueryAround const query = latest_collect_rows_query();
+    return select_latest_rows(std::move(providers), std::move(hosts), out, query.head,
+                              query.tail);
 }
 
 }  // namespace vexa::datastore::odbc_plugin

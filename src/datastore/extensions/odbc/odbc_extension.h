@@ -3,24 +3,27 @@
 #ifndef VEXA_ODBC_PLUGIN_ODBC_EXTENSION_H_
 #define VEXA_ODBC_PLUGIN_ODBC_EXTENSION_H_
 
+#include <cstdint>
+#include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include <datastore/extension.h>
+#include <datastore/operations.h>
 
+#include "batch.h"
 #include "connection.h"
-#include "data_source.h"
+#include "source_settings.h"
 #include "dialect.h"
 #include "odbc_calls.h"
+#include "plugin_extension.h"
 
 namespace vexa::datastore::odbc_plugin {
 
-class OdbcExtension : public interface {
+class OdbcExtension : public common::PluginExtension {
   public:
-    OdbcExtension();
     ~OdbcExtension() override;
 
     // Reads "DSN" or "CONNECTION STRING" (it holds "="), optionally followed
@@ -46,11 +49,6 @@ class OdbcExtension : public interface {
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
-    // Serves the project's own operations (datastore/operations.h) and
-    // hands every other opcode to interface::control. Never throws; a
-    // failure of an own operation is logged at level 4 with the instance.
-    int control(unsigned short opcode, void const* in, void* out, void* extra) override;
-
     // Where the database system refuses the composed grouping, the same
     // results from standard SQL; elsewhere the composed operations.
     bool get_latest_rows_provider(std::vector<std::string> providers, std::vector<Row>& out,
@@ -59,15 +57,8 @@ class OdbcExtension : public interface {
                                  std::vector<std::string> hosts) override;
 
   private:
-    using Composer = std::string (*)(std::string const& where);
-
     // Whether the database system refused the composed grouping.
     bool grouping_refused() const;
-    // The composed latest-row operations' steps (is_ready, clearing `out`,
-    // the where clause and its exceptions) with the standard-SQL text that
-    // `compose` makes.
-    bool latest_rows(std::vector<std::string> providers, std::vector<Row>& out,
-                     std::vector<std::string> hosts, Composer compose);
     // Connects, creates the schema when writable and prepares the insert.
     void connect();
     // The open connection, made again first when it was lost.
@@ -76,19 +67,26 @@ class OdbcExtension : public interface {
     // ends PostgreSQL's transaction anyway), and forgets a lost connection
     // (logging why) so that a later call makes it again.
     void after_failure(std::exception const& error);
-    // Rolls the open batch back after `reason` and logs it; the batch stays
-    // failed until OP_COMMIT_BATCH ends it.
-    void roll_back_batch(std::string const& reason) noexcept;
-    // Switches the connection's autocommit on or off.
-    void set_autocommit(bool on);
+    // Runs `body`; when it throws, after_failure() comes first, then the
+    // failure goes on.
+    template <typename Body>
+    auto recovering(Body body) -> decltype(body()) {
+        try {
+            return body();
+        } catch (std::exception const& error) {
+            after_failure(error);
+            throw;
+        }
+    }
 
-    int query_table_operation(void const* in, void* out);
-    int prune_operation(void const* in, void* out);
-    bool begin_batch();
-    bool commit_batch();
+    // The project's own operations, in odbc_operations.cpp.
+    int query_table_operation(std::string const& sql, Table& out) override;
+    bool begin_batch() override;
+    bool commit_batch() override;
+    int prune_operation(PruneRequest const& request, std::uint64_t& removed) override;
 
     mutable std::mutex mutex_;  // serialises the connection between threads
-    DataSource source_;
+    SourceSettings source_;
     bool opened_ = false;
     Environment environment_;
     std::unique_ptr<Connection> connection_;
@@ -96,8 +94,7 @@ class OdbcExtension : public interface {
     std::string dbms_name_;
     std::string dbms_version_;
     bool grouping_refused_ = false;
-    enum class Batch { none, open, failed };
-    Batch batch_ = Batch::none;
+    Batch batch_;
 };
 
 }  // namespace vexa::datastore::odbc_plugin

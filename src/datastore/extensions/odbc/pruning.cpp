@@ -5,38 +5,22 @@
 
 #include <datastore/vocabulary.h>
 
+#include "statements.h"
+
 namespace vexa::datastore::odbc_plugin {
 
 namespace {
 
-// The WHERE condition of the rows `request` describes: the stamp first, then
-// one marker per provider.
-std::string condition_of(PruneRequest const& request) {
-    std::string condition = " WHERE Unique_timestamp < ?";
-    if (!request.providers.empty()) {
-        condition += " AND Provider IN (";
-        for (std::size_t i = 0; i < request.providers.size(); ++i) {
-            condition += i == 0 ? "?" : ", ?";
-        }
-        condition += ")";
-    }
-    if (request.keep_latest) {
-        // A row goes only when a newer one of its provider, host and option
-        // exists; the latest-row index answers this without a scan.
-        condition += " AND EXISTS (SELECT 1 FROM " + table_name + " newer" +
-                     " WHERE newer.Provider = " + table_name + ".Provider" +
-                     " AND newer.Hostname = " + table_name + ".Hostname" +
-                     " AND newer.OptionID = " + table_name + ".OptionID" +
-                     " AND newer.Unique_timestamp > " + table_name + ".Unique_timestamp)";
-    }
-    return condition;
-}
+// Parameters: 1 older_than, then the providers.
+constexpr std::size_t first_provider_parameter = 2;
 
 }  // namespace
 
 std::uint64_t prune(SQLHDBC dbc, PruneRequest const& request) {
     std::string const sql = (request.dry_run ? "SELECT COUNT(*) FROM " : "DELETE FROM ") +
-                            table_name + condition_of(request);
+                            table_name + " WHERE " +
+                            common::prune_condition(request, common::Markers::plain,
+                                                    first_provider_parameter, " newer");
     Statement const statement = new_statement(dbc);
     SQLHSTMT const s = statement.get();
     std::int64_t older_than = request.older_than;
@@ -47,8 +31,9 @@ std::uint64_t prune(SQLHDBC dbc, PruneRequest const& request) {
     for (std::size_t i = 0; i < request.providers.size(); ++i) {
         std::string const& provider = request.providers[i];
         lengths[i] = static_cast<SQLLEN>(provider.size());
-        check(SQLBindParameter(s, static_cast<SQLUSMALLINT>(i + 2), SQL_PARAM_INPUT, SQL_C_CHAR,
-                               SQL_VARCHAR, provider.empty() ? 1 : provider.size(), 0,
+        auto const parameter = static_cast<SQLUSMALLINT>(first_provider_parameter + i);
+        check(SQLBindParameter(s, parameter, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR,
+                               provider.empty() ? 1 : provider.size(), 0,
                                const_cast<char*>(provider.data()), 0, &lengths[i]),
               SQL_HANDLE_STMT, s, "SQLBindParameter");
     }

@@ -1,40 +1,53 @@
 #include "row_reader.h"
 
-#include "../sqlite/node_names.h"
-#include "../sqlite/row_members.h"
+#include <datastore/columns.h>
+
+#include "node_names.h"
+#include "row_members.h"
 
 namespace vexa::datastore::odbc_plugin {
 
 namespace {
-
-using namespace sqlite_plugin;  // the Row members shared with the SQLite plug-in
 
 // Holds most cells whole, so that only long provider output takes more
 // calls. The drivers copy what a cell holds, not the whole buffer, so its
 // size costs memory only.
 constexpr std::size_t text_buffer_size = 4096;
 
+// The C type a member is read as, by the member's own type.
+struct CTypeOf {
+    SQLSMALLINT operator()(std::int64_t const&) const { return SQL_C_SBIGINT; }
+    SQLSMALLINT operator()(double const&) const { return SQL_C_DOUBLE; }
+    SQLSMALLINT operator()(std::string const&) const { return SQL_C_CHAR; }
+    SQLSMALLINT operator()(std::vector<std::string> const&) const { return SQL_C_CHAR; }
+    SQLSMALLINT operator()(std::int32_t const&) const { return SQL_C_SLONG; }
+    SQLSMALLINT operator()(provider::encoding const&) const { return SQL_C_SLONG; }
+};
+
 SQLSMALLINT c_type_of(int member) {
-    switch (member) {
-        case timestamp_member:
-        case unique_timestamp_member:
-            return SQL_C_SBIGINT;
-        case duration_member:
-            return SQL_C_DOUBLE;
-        case provider_member:
-        case hostname_member:
-        case node_names_member:
-        case stdout_member:
-        case stderr_member:
-        case option_id_member:
-        case username_member:
-            return SQL_C_CHAR;
-        default:
-            return SQL_C_SLONG;
-    }
+    Row const row;
+    return visit_member(row, static_cast<RowMember>(member), CTypeOf{});
 }
 
 }  // namespace
+
+// Reads one cell of the current result row into a Row member of its type.
+struct RowReader::CellReader {
+    RowReader& reader;
+    Target& target;
+
+    void operator()(std::int32_t& value) const { value = reader.integer(target); }
+    void operator()(std::int64_t& value) const { value = reader.big_integer(target); }
+    void operator()(double& value) const { value = reader.real(target); }
+    void operator()(provider::encoding& value) const {
+        value = static_cast<provider::encoding>(reader.integer(target));
+    }
+    void operator()(std::string& text) const { reader.read_text(target, text); }
+    void operator()(std::vector<std::string>& names) const {
+        reader.read_text(target, reader.node_names_);
+        common::split_node_names(reader.node_names_, names);
+    }
+};
 
 SQLPOINTER RowReader::Target::buffer() {
     switch (c_type) {
@@ -73,7 +86,7 @@ RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& field
         check(
             SQLColAttribute(statement, column, SQL_DESC_NAME, name, sizeof name, &length, nullptr),
             SQL_HANDLE_STMT, statement, "SQLColAttribute");
-        int const member = row_member_of(name, fields);
+        int const member = common::row_member_of(name, fields);
         if (member >= 0) {
             Target target{column, member, c_type_of(member), 0, 0, 0, {}, 0};
             if (target.c_type == SQL_C_CHAR) {
@@ -168,54 +181,7 @@ bool RowReader::read(Row& row) {
     }
     check(rc, SQL_HANDLE_STMT, statement_, "SQLFetch");
     for (Target& target : targets_) {
-        switch (target.member) {
-            case rowid_member:
-                row.rowid = integer(target);
-                break;
-            case provider_member:
-                read_text(target, row.Provider);
-                break;
-            case hostname_member:
-                read_text(target, row.Hostname);
-                break;
-            case num_nodes_member:
-                row.num_nodes = integer(target);
-                break;
-            case node_names_member:
-                read_text(target, node_names_);
-                split_node_names(node_names_, row.node_names);
-                break;
-            case exit_status_member:
-                row.Exit_status = integer(target);
-                break;
-            case timestamp_member:
-                row.Timestamp = big_integer(target);
-                break;
-            case duration_member:
-                row.Duration = real(target);
-                break;
-            case encoding_member:
-                row.Encoding = static_cast<provider::encoding>(integer(target));
-                break;
-            case stdout_member:
-                read_text(target, row.STDOUT);
-                break;
-            case stderr_member:
-                read_text(target, row.STDERR);
-                break;
-            case option_id_member:
-                read_text(target, row.OptionID);
-                break;
-            case version_member:
-                row.version = integer(target);
-                break;
-            case username_member:
-                read_text(target, row.Username);
-                break;
-            case unique_timestamp_member:
-                row.Unique_timestamp = big_integer(target);
-                break;
-        }
+        visit_member(row, static_cast<RowMember>(target.member), CellReader{*this, target});
     }
     return true;
 }

@@ -36,6 +36,8 @@ class RowReader {
     bool read(Row& row);
 
   private:
+    struct CellReader;
+
     struct Target {
         SQLUSMALLINT column;
         int member;

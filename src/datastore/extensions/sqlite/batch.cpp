@@ -10,24 +10,24 @@ bool Batch::begin(::sqlite3* db) {
         return false;
     }
     execute(db, "BEGIN IMMEDIATE;");
-    state_ = State::open;
+    mark_running();
     return true;
 }
 
 bool Batch::commit(::sqlite3* db, std::string const& name) noexcept {
-    if (state_ == State::none) {
+    if (!is_open()) {
         return true;
     }
-    if (state_ == State::failed) {
-        state_ = State::none;
+    if (has_failed()) {
+        mark_ended();
         return false;
     }
     if (sqlite3_exec(db, "COMMIT;", nullptr, nullptr, nullptr) == SQLITE_OK) {
-        state_ = State::none;
+        mark_ended();
         return true;
     }
     roll_back(db, name, sqlite3_errmsg(db));
-    state_ = State::none;
+    mark_ended();
     return false;
 }
 
@@ -36,8 +36,8 @@ void Batch::roll_back(::sqlite3* db, std::string const& name, std::string const&
     if (sqlite3_get_autocommit(db) == 0) {
         sqlite3_exec(db, "ROLLBACK;", nullptr, nullptr, nullptr);
     }
-    state_ = State::failed;
-    log_instance_failure(name, "batch rolled back: " + reason);
+    mark_failed();
+    common::log_instance_failure(name, "batch rolled back: " + reason);
 }
 
 }  // namespace vexa::datastore::sqlite_plugin

@@ -7,17 +7,14 @@
 
 #include <sqlite3.h>
 
+#include "batch_state.h"
+
 namespace vexa::datastore::sqlite_plugin {
 
-// The state of the batch of one connection. Not thread-safe: the extension
-// holds its lock around every call.
-class Batch {
+// The batch of one connection, a transaction. Not thread-safe: the
+// extension holds its lock around every call.
+class Batch : public common::BatchState {
   public:
-    // Whether a batch was begun and not yet committed, failed or not.
-    bool is_open() const { return state_ != State::none; }
-    // Whether the open batch was rolled back after a failure.
-    bool has_failed() const { return state_ == State::failed; }
-
     // Starts a transaction that takes the write lock at once, so that the
     // first insert never finds another writer in its way. False, leaving
     // everything as it was, when a batch is open already; throws
@@ -32,10 +29,6 @@ class Batch {
     // Rolls the open batch back after `reason` and logs it for the instance
     // `name`; the batch stays open, failed, until commit() ends it.
     void roll_back(::sqlite3* db, std::string const& name, std::string const& reason) noexcept;
-
-  private:
-    enum class State { none, open, failed };
-    State state_ = State::none;
 };
 
 }  // namespace vexa::datastore::sqlite_plugin

@@ -4,13 +4,10 @@
 #include <stdexcept>
 #include <system_error>
 
-#include <datastore/vocabulary.h>
-
 #include "planner_statistics.h"
+#include "schema.h"
 
 namespace vexa::datastore::sqlite_plugin {
-
-char const latest_row_index[] = "provider_datastore_latest";
 
 namespace {
 
@@ -43,14 +40,6 @@ void create_parent_directories(std::string const& path) {
         throw std::runtime_error("cannot create directory " + parent.string() + ": " +
                                  error.message());
     }
-}
-
-// The newest stamp comes first in each (Provider, Hostname, OptionID) group,
-// so the latest-row query takes the other columns from the group's first
-// row and visits the table once per group rather than once per row.
-std::string create_index_query() {
-    return std::string("CREATE INDEX IF NOT EXISTS ") + latest_row_index + " ON " + table_name +
-           "(Provider, Hostname, OptionID, Unique_timestamp DESC);";
 }
 
 // Readers who may not write the directory (other users, read-only
@@ -99,10 +88,7 @@ Database open_writable(std::string const& path, bool full_sync) {
     // hot page back less often: about a third more rows per second.
     execute(db.get(), "PRAGMA wal_autocheckpoint=10000;");
     keep_log_files(db.get());
-    execute(db.get(), default_create_table_query);
-    execute(db.get(), default_create_baseline_query);
-    execute(db.get(), default_create_view_query);
-    execute(db.get(), create_index_query());
+    create_schema(db.get());
     refresh_planner_statistics(db.get());
     return db;
 }

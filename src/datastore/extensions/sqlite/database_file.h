@@ -8,11 +8,6 @@
 
 namespace vexa::datastore::sqlite_plugin {
 
-// Name of the index on (Provider, Hostname, OptionID, Unique_timestamp
-// newest first) that serves the latest-row query, whose GROUP BY takes these
-// columns in any order, and the host query.
-extern char const latest_row_index[];
-
 // Opens the existing database file `path` for reading only: nothing is ever
 // written to it, not even the journal mode. Throws std::runtime_error with
 // SQLite's text when the file is missing or is not a database.

@@ -5,8 +5,8 @@
 
 #include <datastore/vocabulary.h>
 
-#include "database_file.h"
 #include "sqlite_calls.h"
+#include "statements.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -19,8 +19,8 @@ sqlite3_int64 analysed_rows(::sqlite3* db) {
     }
     // The stat text starts with the number of rows the index had.
     return integer_of(db,
-                      std::string("SELECT CAST(stat AS INTEGER) FROM sqlite_stat1 WHERE idx = '") +
-                          latest_row_index + "';",
+                      "SELECT CAST(stat AS INTEGER) FROM sqlite_stat1 WHERE idx = '" +
+                          common::latest_row_index_name() + "';",
                       -1);
 }
 

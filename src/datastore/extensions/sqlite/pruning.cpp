@@ -6,6 +6,8 @@
 
 #include <datastore/vocabulary.h>
 
+#include "statements.h"
+
 namespace vexa::datastore::sqlite_plugin {
 
 namespace {
@@ -24,28 +26,6 @@ constexpr int pruning_checkpoint_pages = 250;
 // Parameters of the chunk statements: ?1 older_than, ?2 the rowid after
 // which the chunk starts, ?3 its end (or its size), ?4... the providers.
 constexpr int first_provider_parameter = 4;
-
-// The WHERE condition of the rows `request` describes, over table_name.
-std::string condition_of(PruneRequest const& request) {
-    std::string condition = "Unique_timestamp < ?1";
-    if (!request.providers.empty()) {
-        condition += " AND Provider IN (";
-        for (std::size_t i = 0; i < request.providers.size(); ++i) {
-            condition += (i == 0 ? "?" : ", ?") + std::to_string(first_provider_parameter + i);
-        }
-        condition += ")";
-    }
-    if (request.keep_latest) {
-        // A row goes only when a newer one of its provider, host and option
-        // exists; the latest-row index answers this without a scan.
-        condition += " AND EXISTS (SELECT 1 FROM " + table_name + " AS newer" +
-                     " WHERE newer.Provider = " + table_name + ".Provider" +
-                     " AND newer.Hostname = " + table_name + ".Hostname" +
-                     " AND newer.OptionID = " + table_name + ".OptionID" +
-                     " AND newer.Unique_timestamp > " + table_name + ".Unique_timestamp)";
-    }
-    return condition;
-}
 
 Statement prepare_bound(::sqlite3* db, std::string const& sql, PruneRequest const& request,
                         sqlite3_int64 after, sqlite3_int64 end) {
@@ -131,7 +111,8 @@ class SmallCheckpoints {
 }  // namespace
 
 std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneRequest const& request) {
-    std::string const condition = condition_of(request);
+    std::string const condition = common::prune_condition(
+        request, common::Markers::numbered, first_provider_parameter, " AS newer");
     std::string const chunk_end = "SELECT max(rowid) FROM (SELECT rowid FROM " + table_name +
                                   " WHERE rowid > ?2 AND " + condition +
                                   " ORDER BY rowid LIMIT ?3);";

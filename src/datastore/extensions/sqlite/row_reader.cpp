@@ -1,6 +1,10 @@
 #include "row_reader.h"
 
+#include <cstdint>
 #include <string_view>
+#include <vector>
+
+#include <datastore/columns.h>
 
 #include "node_names.h"
 #include "row_members.h"
@@ -11,7 +15,7 @@ namespace {
 
 // The member that column `name` fills, or -1; SQLite may name no column.
 int member_of(char const* name, std::map<std::string, int> const& fields) {
-    return name == nullptr ? -1 : row_member_of(name, fields);
+    return name == nullptr ? -1 : common::row_member_of(name, fields);
 }
 
 std::string_view text_of(sqlite3_stmt* statement, int column) {
@@ -22,6 +26,24 @@ std::string_view text_of(sqlite3_stmt* statement, int column) {
     return {text,
             static_cast<std::string_view::size_type>(sqlite3_column_bytes(statement, column))};
 }
+
+// Reads one cell of the current result row into a Row member of its type;
+// NULL reads as an empty text or zero.
+struct CellReader {
+    sqlite3_stmt* statement;
+    int column;
+
+    void operator()(std::int32_t& value) const { value = sqlite3_column_int(statement, column); }
+    void operator()(std::int64_t& value) const { value = sqlite3_column_int64(statement, column); }
+    void operator()(double& value) const { value = sqlite3_column_double(statement, column); }
+    void operator()(provider::encoding& value) const {
+        value = static_cast<provider::encoding>(sqlite3_column_int(statement, column));
+    }
+    void operator()(std::string& value) const { value = text_of(statement, column); }
+    void operator()(std::vector<std::string>& names) const {
+        common::split_node_names(text_of(statement, column), names);
+    }
+};
 
 }  // namespace
 
@@ -37,56 +59,9 @@ RowReader::RowReader(sqlite3_stmt* statement, std::map<std::string, int> const& 
 }
 
 void RowReader::read(Row& row) const {
-    sqlite3_stmt* const s = statement_;
     for (Target const& target : targets_) {
-        int const c = target.column;
-        switch (target.member) {
-            case rowid_member:
-                row.rowid = sqlite3_column_int(s, c);
-                break;
-            case provider_member:
-                row.Provider = text_of(s, c);
-                break;
-            case hostname_member:
-                row.Hostname = text_of(s, c);
-                break;
-            case num_nodes_member:
-                row.num_nodes = sqlite3_column_int(s, c);
-                break;
-            case node_names_member:
-                split_node_names(text_of(s, c), row.node_names);
-                break;
-            case exit_status_member:
-                row.Exit_status = sqlite3_column_int(s, c);
-                break;
-            case timestamp_member:
-                row.Timestamp = sqlite3_column_int64(s, c);
-                break;
-            case duration_member:
-                row.Duration = sqlite3_column_double(s, c);
-                break;
-            case encoding_member:
-                row.Encoding = static_cast<provider::encoding>(sqlite3_column_int(s, c));
-                break;
-            case stdout_member:
-                row.STDOUT = text_of(s, c);
-                break;
-            case stderr_member:
-                row.STDERR = text_of(s, c);
-                break;
-            case option_id_member:
-                row.OptionID = text_of(s, c);
-                break;
-            case version_member:
-                row.version = sqlite3_column_int(s, c);
-                break;
-            case username_member:
-                row.Username = text_of(s, c);
-                break;
-            case unique_timestamp_member:
-                row.Unique_timestamp = sqlite3_column_int64(s, c);
-                break;
-        }
+        visit_member(row, static_cast<RowMember>(target.member),
+                     CellReader{statement_, target.column});
     }
 }
 

@@ -4,9 +4,8 @@
 
 #include <datastore/extension.h>
 #include <datastore/vocabulary.h>
+#include <util/fs.h>
 #include <util/str.h>
-
-#include "path_expansion.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -46,7 +45,7 @@ SourceSettings read_source_settings(std::string const& parameters) {
                                      parameters + "\"");
         }
     }
-    settings.path = expand_path(source);
+    settings.path = fs::expand_path(source);
     if (settings.path.empty()) {
         throw std::runtime_error("no database file named");
     }

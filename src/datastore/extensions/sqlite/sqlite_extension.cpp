@@ -7,7 +7,7 @@
 #include <util/log.h>
 
 #include "database_file.h"
-#include "node_names.h"
+#include "insert.h"
 #include "planner_statistics.h"
 #include "read_authorizer.h"
 #include "row_reader.h"
@@ -16,18 +16,6 @@
 namespace vexa::datastore::sqlite_plugin {
 
 namespace {
-
-std::string insert_query() {
-    return "INSERT INTO " + table_name +
-           "(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp, Duration, "
-           "Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp) "
-           "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, ?13, ?14);";
-}
-
-// Hands SQLite the caller's bytes without a copy: they outlive the step.
-void bind_text(sqlite3_stmt* statement, int index, std::string const& text) {
-    sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
-}
 
 // The library reports only that an operation failed; the reason goes to the
 // log, "sqlite3 PATH: reason" ("sqlite3: reason" before a path is known).
@@ -53,21 +41,7 @@ auto logging_failure(std::string const& path, Body body) -> decltype(body()) {
     }
 }
 
-// Leaves the statement ready for its next use however the step went.
-struct ResetOnExit {
-    sqlite3_stmt* statement;
-    ~ResetOnExit() {
-        sqlite3_reset(statement);
-        sqlite3_clear_bindings(statement);
-    }
-};
-
 }  // namespace
-
-SqliteExtension::SqliteExtension() {
-    hosts_query = "SELECT *, MAX(unique_timestamp) FROM " + table_view +
-                  " WHERE Provider = 'uname' GROUP BY Hostname;";
-}
 
 SqliteExtension::~SqliteExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);
@@ -96,7 +70,7 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
         path_ = settings.path;
         db_ = read_only_ ? open_read_only(path_) : open_writable(path_, settings.full_sync);
         if (!read_only_) {
-            insert_statement_ = prepare(db_.get(), insert_query());
+            insert_statement_ = prepare_insert(db_.get());
         }
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
@@ -159,26 +133,8 @@ bool SqliteExtension::insert(provider::header const& header, std::string const& 
         return false;  // read-only, or not open
     }
     return logging_failure(path_, [&] {
-        sqlite3_stmt* const s = insert_statement_.get();
-        ResetOnExit const reset{s};
-        std::string const node_names = join_node_names(header.node_names);
-        bind_text(s, 1, header.Provider);
-        bind_text(s, 2, header.Hostname);
-        sqlite3_bind_int(s, 3, header.num_nodes);
-        bind_text(s, 4, node_names);
-        sqlite3_bind_int(s, 5, header.Exit_status);
-        sqlite3_bind_int64(s, 6, header.Timestamp);
-        sqlite3_bind_double(s, 7, header.Duration);
-        sqlite3_bind_int(s, 8, header.Encoding);
-        bind_text(s, 9, stdout_text);
-        bind_text(s, 10, stderr_text);
-        bind_text(s, 11, option_id);
-        sqlite3_bind_int(s, 12, header.version);
-        bind_text(s, 13, header.Username);
-        sqlite3_bind_int64(s, 14, header.Unique_timestamp);
-        if (sqlite3_step(s) != SQLITE_DONE) {
-            fail(db_.get());
-        }
+        execute_insert(db_.get(), insert_statement_.get(), header, option_id, stdout_text,
+                       stderr_text);
         inserted_since_analysis_ = true;
         return true;
     });

@@ -3,21 +3,22 @@
 #ifndef VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
 #define VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
 
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <string>
 #include <vector>
 
-#include <datastore/extension.h>
+#include <datastore/operations.h>
 
 #include "batch.h"
+#include "plugin_extension.h"
 #include "sqlite_calls.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
-class SqliteExtension : public interface {
+class SqliteExtension : public common::PluginExtension {
   public:
-    SqliteExtension();
     ~SqliteExtension() override;
 
     // Reads "source=PATH|read_only=true|false|synchronous=normal|full" (any
@@ -45,18 +46,17 @@ class SqliteExtension : public interface {
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
-    // Serves the project's own operations (datastore/operations.h, in
-    // sqlite_operations.cpp) and hands every other opcode to
-    // interface::control. Each takes the lock below; a failure's reason is
-    // logged at level 4.
-    int control(unsigned short opcode, void const* in, void* out, void* extra) override;
-
   private:
-    void close() noexcept;
-    int query_table_operation(void const* in, void* out);
-    int prune_operation(void const* in, void* out);
+    // The project's own operations, in sqlite_operations.cpp; each takes the
+    // lock below.
+    int query_table_operation(std::string const& sql, Table& out) override;
+    bool begin_batch() override;
+    bool commit_batch() override;
+    int prune_operation(PruneRequest const& request, std::uint64_t& removed) override;
     // OP_INSERT, which an open batch turns into part of one transaction.
-    int insert_operation(void const* in, void* out, void* extra);
+    int insert_operation(void const* in, void* out, void* extra) override;
+
+    void close() noexcept;
 
     // One connection and its prepared statements serve every thread of the
     // process: each public operation that touches them holds this lock, and

@@ -1,14 +1,14 @@
 // What an ODBC instance's source parameters name: a data source name or a
 // full connection string, and whether the instance may write.
-#ifndef VEXA_ODBC_PLUGIN_DATA_SOURCE_H_
-#define VEXA_ODBC_PLUGIN_DATA_SOURCE_H_
+#ifndef VEXA_ODBC_PLUGIN_SOURCE_SETTINGS_H_
+#define VEXA_ODBC_PLUGIN_SOURCE_SETTINGS_H_
 
 #include <optional>
 #include <string>
 
 namespace vexa::datastore::odbc_plugin {
 
-struct DataSource {
+struct SourceSettings {
     std::string target;  // a DSN, or a connection string (it holds "=")
     bool read_only = false;
 
@@ -27,8 +27,8 @@ struct DataSource {
 // ignored; read_only only for the exact text true). An empty target means
 // the default data source name. Nothing when the text after the last "|" is
 // not a read_only item.
-std::optional<DataSource> parse_data_source(std::string const& params);
+std::optional<SourceSettings> read_source_settings(std::string const& params);
 
 }  // namespace vexa::datastore::odbc_plugin
 
-#endif  // VEXA_ODBC_PLUGIN_DATA_SOURCE_H_
+#endif  // VEXA_ODBC_PLUGIN_SOURCE_SETTINGS_H_

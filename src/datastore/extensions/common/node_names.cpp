@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace vexa::datastore::sqlite_plugin {
+namespace vexa::datastore::common {
 
 std::string join_node_names(std::vector<std::string> const& names) {
     std::string joined;
@@ -34,4 +34,4 @@ void split_node_names(std::string_view joined, std::vector<std::string>& names) 
     }
 }
 
-}  // namespace vexa::datastore::sqlite_plugin
+}  // namespace vexa::datastore::common

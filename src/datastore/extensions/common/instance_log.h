@@ -1,15 +1,14 @@
 // Messages of the project's own operations about one instance.
-#ifndef VEXA_SQLITE_PLUGIN_INSTANCE_LOG_H_
-#define VEXA_SQLITE_PLUGIN_INSTANCE_LOG_H_
+#ifndef VEXA_PLUGIN_COMMON_INSTANCE_LOG_H_
+#define VEXA_PLUGIN_COMMON_INSTANCE_LOG_H_
 
 #include <string>
 
-namespace vexa::datastore::sqlite_plugin {
+namespace vexa::datastore::common {
 
 // Logs `Datastore "NAME": TEXT` at level 4. Never throws: it runs on paths
 // that must not fail, such as a rollback.
 void log_instance_failure(std::string const& instance_name, std::string const& text) noexcept;
+}  // namespace vexa::datastore::common
 
-}  // namespace vexa::datastore::sqlite_plugin
-
-#endif  // VEXA_SQLITE_PLUGIN_INSTANCE_LOG_H_
+#endif  // VEXA_PLUGIN_COMMON_INSTANCE_LOG_H_

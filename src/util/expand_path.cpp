@@ -1,10 +1,10 @@
-#include "path_expansion.h"
+#include <util/fs.h>
 
 #include <cctype>
 #include <cstdlib>
 #include <stdexcept>
 
-namespace vexa::datastore::sqlite_plugin {
+namespace vexa::fs {
 
 namespace {
 
@@ -48,4 +48,4 @@ std::string expand_path(std::string const& path) {
     return expanded;
 }
 
-}  // namespace vexa::datastore::sqlite_plugin
+}  // namespace vexa::fs

@@ -2,7 +2,7 @@
 
 #include <util/log.h>
 
-namespace vexa::datastore::sqlite_plugin {
+namespace vexa::datastore::common {
 
 void log_instance_failure(std::string const& instance_name, std::string const& text) noexcept {
     try {
@@ -11,4 +11,4 @@ void log_instance_failure(std::string const& instance_name, std::string const& t
     }
 }
 
-}  // namespace vexa::datastore::sqlite_plugin
+}  // namespace vexa::datastore::common

@@ -1,6 +1,5 @@
-#include "data_source.h"
+#include "source_settings.h"
 
-#include <string_view>
 #include <vector>
 
 #include <odbcinst.h>
@@ -12,23 +11,13 @@ namespace vexa::datastore::odbc_plugin {
 
 namespace {
 
-char ascii_lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-std::string lower(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        c = ascii_lower(c);
-    }
-    return result;
-}
-
 // The "key=value" items of a connection string, keys in lower case.
 std::vector<std::pair<std::string, std::string>> items_of(std::string const& text) {
     std::vector<std::pair<std::string, std::string>> items;
     for (std::string const& item : str::split(text, ';', false)) {
         std::string::size_type const equals = item.find('=');
         if (equals != std::string::npos) {
-            items.emplace_back(lower(str::stripws(item.substr(0, equals))),
+            items.emplace_back(str::ascii_lower(str::stripws(item.substr(0, equals))),
                                str::stripws(item.substr(equals + 1)));
         }
     }
@@ -62,7 +51,7 @@ constexpr Default driver_defaults[] = {
 
 }  // namespace
 
-std::string DataSource::connection_string() const {
+std::string SourceSettings::connection_string() const {
     std::string text = is_dsn() ? "DSN=" + target : target;
     auto const items = items_of(text);
     std::string dsn;
@@ -74,7 +63,7 @@ std::string DataSource::connection_string() const {
     for (Default const& setting : driver_defaults) {
         bool said = !dsn.empty() && dsn_sets(dsn, setting.key);
         for (auto const& item : items) {
-            said = said || item.first == lower(setting.key);
+            said = said || item.first == str::ascii_lower(setting.key);
         }
         if (!said) {
             if (!text.empty() && text.back() != ';') {
@@ -86,14 +75,14 @@ std::string DataSource::connection_string() const {
     return text;
 }
 
-std::string DataSource::display() const {
+std::string SourceSettings::display() const {
     if (is_dsn()) {
         return "dsn=" + target;
     }
     std::string shown;
     for (std::string const& item : str::split(target, ';', false)) {
         std::string::size_type const equals = item.find('=');
-        std::string const key = lower(str::stripws(item.substr(0, equals)));
+        std::string const key = str::ascii_lower(str::stripws(item.substr(0, equals)));
         if (!shown.empty()) {
             shown += ';';
         }
@@ -102,8 +91,8 @@ std::string DataSource::display() const {
     return "connection=" + shown;
 }
 
-std::optional<DataSource> parse_data_source(std::string const& params) {
-    DataSource source;
+std::optional<SourceSettings> read_source_settings(std::string const& params) {
+    SourceSettings source;
     std::string text = params;
     std::string::size_type const bar = text.rfind('|');
     if (bar != std::string::npos) {

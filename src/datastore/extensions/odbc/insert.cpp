@@ -1,33 +1,45 @@
-#include "insert_statement.h"
+#include "insert.h"
 
 #include <cstdint>
+#include <vector>
 
-#include <datastore/vocabulary.h>
+#include <datastore/columns.h>
 
-#include "../sqlite/node_names.h"
+#include "node_names.h"
+#include "statements.h"
+#include "stored_record.h"
 
 namespace vexa::datastore::odbc_plugin {
 
 namespace {
 
-// The values of one execution and their length indicators, alive until it ends.
+// Binds the values of one execution, by their types, as the next parameter;
+// the values and their length indicators stay alive until it ends.
 class Binder {
   public:
     explicit Binder(SQLHSTMT statement) : statement_(statement) {}
 
-    void text(std::string const& value) {
+    void operator()(std::string const& value) {
         SQLLEN& length = lengths_[next_] = static_cast<SQLLEN>(value.size());
         bind(SQL_C_CHAR, SQL_LONGVARCHAR, value.empty() ? 1 : value.size(),
              const_cast<char*>(value.data()), &length);
     }
-    void integer(std::int32_t const& value) {
+    void operator()(std::int32_t const& value) {
         bind(SQL_C_SLONG, SQL_INTEGER, 0, const_cast<std::int32_t*>(&value), nullptr);
     }
-    void big_integer(std::int64_t const& value) {
+    void operator()(std::int64_t const& value) {
         bind(SQL_C_SBIGINT, SQL_BIGINT, 0, const_cast<std::int64_t*>(&value), nullptr);
     }
-    void real(double const& value) {
+    void operator()(double const& value) {
         bind(SQL_C_DOUBLE, SQL_DOUBLE, 0, const_cast<double*>(&value), nullptr);
+    }
+    void operator()(provider::encoding const& value) {
+        encoding_ = value;
+        (*this)(encoding_);
+    }
+    void operator()(std::vector<std::string> const& names) {
+        node_names_ = common::join_node_names(names);
+        (*this)(node_names_);
     }
 
   private:
@@ -42,16 +54,14 @@ class Binder {
     SQLHSTMT statement_;
     SQLUSMALLINT next_ = 0;
     SQLLEN lengths_[16] = {};
+    std::int32_t encoding_ = 0;
+    std::string node_names_;  // their stored form
 };
 
 }  // namespace
 
 Statement prepare_insert(SQLHDBC dbc) {
-    std::string const sql =
-        "INSERT INTO " + table_name +
-        "(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp, Duration, "
-        "Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp) "
-        "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
+    std::string const sql = common::insert_query(common::Markers::plain);
     Statement statement = new_statement(dbc);
     check(SQLPrepare(statement.get(), reinterpret_cast<SQLCHAR*>(const_cast<char*>(sql.c_str())),
                      static_cast<SQLINTEGER>(sql.size())),
@@ -62,23 +72,11 @@ Statement prepare_insert(SQLHDBC dbc) {
 void execute_insert(SQLHSTMT statement, provider::header const& header,
                     std::string const& option_id, std::string const& stdout_text,
                     std::string const& stderr_text) {
-    std::string const node_names = sqlite_plugin::join_node_names(header.node_names);
-    std::int32_t const encoding = header.Encoding;
+    common::StoredRecord const record(header, option_id, stdout_text, stderr_text);
     Binder bind(statement);
-    bind.text(header.Provider);
-    bind.text(header.Hostname);
-    bind.integer(header.num_nodes);
-    bind.text(node_names);
-    bind.integer(header.Exit_status);
-    bind.big_integer(header.Timestamp);
-    bind.real(header.Duration);
-    bind.integer(encoding);
-    bind.text(stdout_text);
-    bind.text(stderr_text);
-    bind.text(option_id);
-    bind.integer(header.version);
-    bind.text(header.Username);
-    bind.big_integer(header.Unique_timestamp);
+    for (std::size_t i = first_stored_column; i < record_columns.size(); ++i) {
+        visit_member(record, record_columns[i].member, bind);
+    }
     check(SQLExecute(statement), SQL_HANDLE_STMT, statement, "SQLExecute");
 }
 

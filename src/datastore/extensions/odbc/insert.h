@@ -1,6 +1,6 @@
 // The one statement that stores a provider run, with bound values.
-#ifndef VEXA_ODBC_PLUGIN_INSERT_STATEMENT_H_
-#define VEXA_ODBC_PLUGIN_INSERT_STATEMENT_H_
+#ifndef VEXA_ODBC_PLUGIN_INSERT_H_
+#define VEXA_ODBC_PLUGIN_INSERT_H_
 
 #include <string>
 
@@ -22,4 +22,4 @@ void execute_insert(SQLHSTMT statement, provider::header const& header,
 
 }  // namespace vexa::datastore::odbc_plugin
 
-#endif  // VEXA_ODBC_PLUGIN_INSERT_STATEMENT_H_
+#endif  // VEXA_ODBC_PLUGIN_INSERT_H_

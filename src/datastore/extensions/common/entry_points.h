@@ -1,0 +1,25 @@
+// The two plain entry points through which the library creates and destroys
+// a plug-in's datastore objects. No exception leaves them.
+#ifndef VEXA_PLUGIN_COMMON_ENTRY_POINTS_H_
+#define VEXA_PLUGIN_COMMON_ENTRY_POINTS_H_
+
+#include <datastore/extension.h>
+
+#define VEXA_PLUGIN_ENTRY extern "C" __attribute__((visibility("default")))
+
+// Defines create() and destroy() of a plug-in whose objects are `Extension`s,
+// made with its default constructor; create() answers null when it throws.
+// Used once, at namespace scope, in the plug-in's <name>_entry_points.cpp.
+#define VEXA_DATASTORE_ENTRY_POINTS(Extension)                                                     \
+    VEXA_PLUGIN_ENTRY vexa::datastore::DataStoreExtension* create() noexcept {                     \
+        try {                                                                                      \
+            return new Extension;                                                                  \
+        } catch (...) {                                                                            \
+            return nullptr;                                                                        \
+        }                                                                                          \
+    }                                                                                              \
+    VEXA_PLUGIN_ENTRY void destroy(vexa::datastore::DataStoreExtension* extension) noexcept {      \
+        delete extension;                                                                          \
+    }
+
+#endif  // VEXA_PLUGIN_COMMON_ENTRY_POINTS_H_

@@ -1,0 +1,60 @@
+#include "plugin_extension.h"
+
+#include <exception>
+
+#include "instance_log.h"
+#include "statements.h"
+
+namespace vexa::datastore::common {
+
+namespace {
+
+// Calls `operation` of `plugin` with the records behind control()'s `in`
+// and `out`, cast to the types it takes; OPERATION_UNSUCCESSFULL without a
+// call when either is null.
+template <typename In, typename Out>
+int with_records(void const* in, void* out, PluginExtension* plugin,
+                 int (PluginExtension::*operation)(In const&, Out&)) {
+    if (in == nullptr || out == nullptr) {
+        return DataStoreExtension::OPERATION_UNSUCCESSFULL;
+    }
+    return (plugin->*operation)(*static_cast<In const*>(in), *static_cast<Out*>(out));
+}
+
+int result_of(bool succeeded) {
+    return succeeded ? DataStoreExtension::OPERATION_SUCCESSFULL
+                     : DataStoreExtension::OPERATION_UNSUCCESSFULL;
+}
+
+}  // namespace
+
+PluginExtension::PluginExtension() { hosts_query = composed_hosts_query(); }
+
+int PluginExtension::control(unsigned short opcode, void const* in, void* out, void* extra) {
+    try {
+        switch (opcode) {
+            case OP_QUERY_TABLE:
+                return with_records(in, out, this, &PluginExtension::query_table_operation);
+            case OP_BEGIN_BATCH:
+                return result_of(begin_batch());
+            case OP_COMMIT_BATCH:
+                return result_of(commit_batch());
+            case OP_PRUNE:
+                return with_records(in, out, this, &PluginExtension::prune_operation);
+            case OP_INSERT:
+                return insert_operation(in, out, extra);
+            default:
+                return interface::control(opcode, in, out, extra);
+        }
+    } catch (std::exception const& error) {
+        log_instance_failure(instance_name, error.what());
+    } catch (...) {
+    }
+    return OPERATION_UNSUCCESSFULL;
+}
+
+int PluginExtension::insert_operation(void const* in, void* out, void* extra) {
+    return interface::control(OP_INSERT, in, out, extra);
+}
+
+}  // namespace vexa::datastore::common

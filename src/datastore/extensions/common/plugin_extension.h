@@ -1,0 +1,41 @@
+// The base of this project's plug-ins.
+#ifndef VEXA_PLUGIN_COMMON_PLUGIN_EXTENSION_H_
+#define VEXA_PLUGIN_COMMON_PLUGIN_EXTENSION_H_
+
+#include <cstdint>
+#include <string>
+
+#include <datastore/extension.h>
+#include <datastore/operations.h>
+
+namespace vexa::datastore::common {
+
+// An interface whose control() also serves the project's own operations
+// (datastore/operations.h) through the typed operations below, and hands
+// every other opcode to interface::control. A null record fails an
+// operation without a call; an operation that throws is answered 1, its
+// reason logged for the instance at level 4. control() never throws.
+class PluginExtension : public interface {
+  public:
+    // Starts with the composed hosts query.
+    PluginExtension();
+
+    int control(unsigned short opcode, void const* in, void* out, void* extra) override;
+
+  protected:
+    // OP_QUERY_TABLE: replaces `out` with the result of `sql`.
+    virtual int query_table_operation(std::string const& sql, Table& out) = 0;
+    // OP_BEGIN_BATCH and OP_COMMIT_BATCH: whether the batch began or was
+    // committed.
+    virtual bool begin_batch() = 0;
+    virtual bool commit_batch() = 0;
+    // OP_PRUNE: removes (or counts) the rows `request` describes into
+    // `removed`.
+    virtual int prune_operation(PruneRequest const& request, std::uint64_t& removed) = 0;
+    // OP_INSERT; interface::control's unless a plug-in needs more around it.
+    virtual int insert_operation(void const* in, void* out, void* extra);
+};
+
+}  // namespace vexa::datastore::common
+
+#endif  // VEXA_PLUGIN_COMMON_PLUGIN_EXTENSION_H_

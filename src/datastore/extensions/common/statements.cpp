@@ -1,0 +1,61 @@
+#include "statements.h"
+
+#include <datastore/columns.h>
+#include <datastore/vocabulary.h>
+
+namespace vexa::datastore::common {
+
+namespace {
+
+std::string marker(Markers markers, std::size_t parameter) {
+    return markers == Markers::numbered ? "?" + std::to_string(parameter) : "?";
+}
+
+}  // namespace
+
+std::string composed_hosts_query() {
+    return "SELECT *, MAX(unique_timestamp) FROM " + table_view +
+           " WHERE Provider = 'uname' GROUP BY Hostname;";
+}
+
+std::string insert_query(Markers markers) {
+    std::string names;
+    std::string values;
+    for (std::size_t i = first_stored_column; i < record_columns.size(); ++i) {
+        char const* separator = i == first_stored_column ? "" : ", ";
+        names += separator + std::string(record_columns[i].name);
+        values += separator + marker(markers, i - first_stored_column + 1);
+    }
+    return "INSERT INTO " + table_name + "(" + names + ") VALUES(" + values + ")";
+}
+
+std::string latest_row_index_name() { return table_name + "_latest"; }
+
+std::string create_latest_row_index() {
+    return "CREATE INDEX IF NOT EXISTS " + latest_row_index_name() + " ON " + table_name +
+           "(Provider, Hostname, OptionID, Unique_timestamp DESC)";
+}
+
+std::string prune_condition(PruneRequest const& request, Markers markers,
+                            std::size_t first_provider_parameter, char const* newer_alias) {
+    std::string condition = "Unique_timestamp < " + marker(markers, 1);
+    if (!request.providers.empty()) {
+        condition += " AND Provider IN (";
+        for (std::size_t i = 0; i < request.providers.size(); ++i) {
+            condition += (i == 0 ? "" : ", ") + marker(markers, first_provider_parameter + i);
+        }
+        condition += ")";
+    }
+    if (request.keep_latest) {
+        // A row goes only when a newer one of its provider, host and option
+        // exists; the latest-row index answers this without a scan.
+        condition += " AND EXISTS (SELECT 1 FROM " + table_name + newer_alias +
+                     " WHERE newer.Provider = " + table_name + ".Provider" +
+                     " AND newer.Hostname = " + table_name + ".Hostname" +
+                     " AND newer.OptionID = " + table_name + ".OptionID" +
+                     " AND newer.Unique_timestamp > " + table_name + ".Unique_timestamp)";
+    }
+    return condition;
+}
+
+}  // namespace vexa::datastore::common
