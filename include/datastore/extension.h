@@ -31,6 +31,14 @@ inline constexpr unsigned short OP_SELECT = 514;
 // in: unused; out: InsertRequest.
 inline constexpr unsigned short OP_INSERT = 515;
 
+// The version of the plug-in interface: the classes below, their slots and
+// the records they take. Plug-ins built by this project export it through
+// an extern "C" function of this name, taking nothing and returning it as
+// an unsigned int; the library refuses a plug-in that exports another
+// version, and loads one that exports none like any other plug-in.
+inline constexpr unsigned PLUGIN_INTERFACE_VERSION = 1;
+inline constexpr char PLUGIN_INTERFACE_VERSION_SYMBOL[] = "vexa_plugin_interface_version";
+
 // The record OP_INSERT takes (through control's `out` pointer).
 struct InsertRequest {
     std::string stdout_text;

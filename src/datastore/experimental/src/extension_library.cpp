@@ -6,7 +6,9 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 
+#include <datastore/extension.h>
 #include <util/log.h>
 
 #include "plugin_file_check.h"
@@ -57,6 +59,22 @@ void* require_symbol(void* handle, char const* name, char const* message, std::s
     return symbol;
 }
 
+// A plug-in of this project built against another version of the plug-in
+// interface would call through slots that are not where it expects them:
+// closes it and refuses it. One that does not say its version is trusted.
+void refuse_other_interface_version(void* handle, std::string const& path) {
+    using VersionFn = unsigned (*)();
+    auto version = reinterpret_cast<VersionFn>(find_symbol(handle, PLUGIN_INTERFACE_VERSION_SYMBOL));
+    if (version == nullptr || version() == PLUGIN_INTERFACE_VERSION) {
+        return;
+    }
+    unsigned const built_for = version();
+    close_library(handle);
+    refuse_library(path, path + ": built for plug-in interface version " +
+                             std::to_string(built_for) + ", this library has version " +
+                             std::to_string(PLUGIN_INTERFACE_VERSION));
+}
+
 }  // namespace
 
 DSExtensionData load_extension_library(std::string const& path) {
@@ -79,6 +97,7 @@ DSExtensionData load_extension_library(std::string const& path) {
         require_symbol(handle, "create", "Unable to find create handle for ", path));
     library.destroy_fn = reinterpret_cast<DSExtensionData::DestroyFn>(
         require_symbol(handle, "destroy", "Unable to find destroy handle for ", path));
+    refuse_other_interface_version(handle, path);
     return library;
 }
 

@@ -24,7 +24,9 @@ struct DSExtensionData {
 // to load datastore extension ", "Unable to find create handle for " or
 // "Unable to find destroy handle for " followed by `path`; the first two are
 // preceded by a warning on the log. A library lacking an entry point is
-// closed again before the throw.
+// closed again before the throw, and so is one that exports another
+// PLUGIN_INTERFACE_VERSION (refused as unable to load, with both versions
+// in the warning).
 DSExtensionData load_extension_library(std::string const& path);
 
 }  // namespace vexa::datastore
