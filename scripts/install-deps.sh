@@ -8,7 +8,7 @@ packages=(
   g++ make cmake pkg-config
   libxml2-dev libsqlite3-dev sqlite3
   libgtest-dev libgmock-dev libbenchmark-dev
-  libcli11-dev nlohmann-json3-dev
+  libcli11-dev nlohmann-json3-dev libutf8proc-dev
   postgresql-15 odbc-postgresql libsqliteodbc unixodbc unixodbc-dev
   clang libclang-rt-dev valgrind
   chromium prometheus
