@@ -3,7 +3,6 @@
 // commands and turns failures into one line and an exit status.
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <iostream>
 
 #include <datastore/datastore.h>
@@ -88,11 +87,8 @@ int main(int argc, char** argv) {
         ->type_name("time");
     app.add_flag("-v,--verbose", global.verbosity, "also print the library's diagnostics");
 
-    std::function<int()> run;
-    CommandLine line{app, global, run};
-    for (AddCommand* add : kCommands) {
-        add(line);
-    }
+    Run* run = nullptr;
+    add_commands(app, run);
 
     try {
         app.parse(argc, argv);
@@ -128,7 +124,7 @@ int main(int argc, char** argv) {
 
     int status = 1;
     try {
-        status = run();
+        status = run(global);
         std::cout.flush();
         check_written(std::cout);
     } catch (UsageError const& e) {

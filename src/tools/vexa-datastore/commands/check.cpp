@@ -21,6 +21,23 @@ struct CheckOptions {
     std::string crit = "0";
 };
 
+CheckOptions options;
+
+}  // namespace
+
+void add_check_options(CLI::App* command) {
+    add_watched_providers(command, options.providers);
+    add_stale_option(command, options.stale);
+    command->add_option("--warn", options.warn, "WARNING when more hosts than N failed")
+        ->type_name("N")
+        ->capture_default_str();
+    command->add_option("--crit", options.crit, "CRITICAL when more hosts than N failed")
+        ->type_name("N")
+        ->capture_default_str();
+}
+
+namespace {
+
 int host_count(std::string const& text, std::string const& option) {
     bool digits = !text.empty() && text.size() <= 9 &&
                   text.find_first_not_of("0123456789") == std::string::npos;
@@ -30,7 +47,7 @@ int host_count(std::string const& text, std::string const& option) {
     return std::stoi(text);
 }
 
-CheckVerdict verdict(GlobalOptions const& global, CheckOptions const& options) {
+CheckVerdict verdict(GlobalOptions const& global) {
     std::int64_t const stale_after = duration_seconds(options.stale, "--stale");
     CheckThresholds const thresholds{host_count(options.warn, "--warn"),
                                      host_count(options.crit, "--crit")};
@@ -46,10 +63,12 @@ CheckVerdict verdict(GlobalOptions const& global, CheckOptions const& options) {
     return check_health(grid, thresholds);
 }
 
-int run_check(GlobalOptions const& global, CheckOptions const& options) {
+}  // namespace
+
+int run_check(GlobalOptions const& global) {
     CheckVerdict result;
     try {
-        result = verdict(global, options);
+        result = verdict(global);
     } catch (std::exception const& e) {
         result = {check_unknown, {unknown_line(e.what())}};
     }
@@ -58,29 +77,6 @@ int run_check(GlobalOptions const& global, CheckOptions const& options) {
     }
     std::cout.flush();
     return std::cout ? result.status : check_unknown;
-}
-
-}  // namespace
-
-void add_check_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"check",
-         "a monitoring plug-in: status line, performance data, failing hosts",
-         "vexa-datastore check --stale 30m --warn 0 --crit 5",
-         "Exit status: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN (no results, or a\n"
-         "datastore that does not open). CRITICAL when more hosts failed than --crit,\n"
-         "WARNING when more failed than --warn or any host is stale: its latest result of\n"
-         "a provider is older than --stale, or missing while it reports others.\n"},
-        run_check);
-    add_watched_providers(command, options->providers);
-    add_stale_option(command, options->stale);
-    command->add_option("--warn", options->warn, "WARNING when more hosts than N failed")
-        ->type_name("N")
-        ->capture_default_str();
-    command->add_option("--crit", options->crit, "CRITICAL when more hosts than N failed")
-        ->type_name("N")
-        ->capture_default_str();
 }
 
 }  // namespace vexa::tool

@@ -33,6 +33,8 @@ std::string description(std::string const& instance_name) {
     return "";
 }
 
+}  // namespace
+
 int run_datastores(GlobalOptions const& global) {
     Table table{{"instance_name", "type", "source_types", "library", "opened", "description"}, {}};
     std::size_t closed = 0;
@@ -52,17 +54,6 @@ int run_datastores(GlobalOptions const& global) {
                                  " configured datastores did not open");
     }
     return 0;
-}
-
-}  // namespace
-
-void add_datastores_command(CommandLine& line) {
-    add_command(
-        line,
-        {"datastores",
-         "the configured datastores and whether they opened",
-         "vexa-datastore --config etc/datastore/datastores.xml datastores"},
-        run_datastores);
 }
 
 }  // namespace vexa::tool

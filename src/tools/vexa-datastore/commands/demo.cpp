@@ -23,6 +23,25 @@ struct DemoOptions {
     std::size_t batch = 10000;
 };
 
+DemoOptions options;
+
+}  // namespace
+
+void add_demo_options(CLI::App* command) {
+    command->add_option("--hosts", options.hosts, "number of hosts, node001 ...")
+        ->check(CLI::Range(1, 999))
+        ->capture_default_str();
+    command->add_option("--providers", options.providers, "number of providers, uname first")
+        ->check(CLI::Range(1, options.providers))
+        ->capture_default_str();
+    command->add_option("--runs", options.runs, "rounds, ten minutes apart")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    add_batch_option(command, options.batch);
+}
+
+namespace {
+
 std::int64_t newest_stored_unique_timestamp() {
     std::int64_t newest = 0;
     for (auto const& row :
@@ -34,7 +53,9 @@ std::int64_t newest_stored_unique_timestamp() {
     return newest;
 }
 
-int run_demo(GlobalOptions const& global, DemoOptions const& options) {
+}  // namespace
+
+int run_demo(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::write);
     RecordWriter writer("", options.batch);
     char const* user = std::getenv("USER");
@@ -56,28 +77,6 @@ int run_demo(GlobalOptions const& global, DemoOptions const& options) {
     }
     print_summary(global, SummaryOptions{});
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_demo_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"demo",
-         "store a simulated cluster's provider results, then print the "
-         "summary",
-         "vexa-datastore demo --hosts 32 --runs 5"},
-        run_demo);
-    command->add_option("--hosts", options->hosts, "number of hosts, node001 ...")
-        ->check(CLI::Range(1, 999))
-        ->capture_default_str();
-    command->add_option("--providers", options->providers, "number of providers, uname first")
-        ->check(CLI::Range(1, options->providers))
-        ->capture_default_str();
-    command->add_option("--runs", options->runs, "rounds, ten minutes apart")
-        ->check(CLI::Range(1, 1000))
-        ->capture_default_str();
-    add_batch_option(command, options->batch);
 }
 
 }  // namespace vexa::tool

@@ -8,24 +8,19 @@ namespace vexa::tool {
 
 namespace {
 
-int run_host(GlobalOptions const& global, std::vector<std::string> const& hosts) {
+std::vector<std::string> hosts;
+
+}  // namespace
+
+void add_host_options(CLI::App* command) {
+    add_names(command, "host", hosts, "host names")->required()->type_name("NODE");
+}
+
+int run_host(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::read);
     auto rows = latest_rows({}, hosts);
     print_rows(rows, global);
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_host_command(CommandLine& line) {
-    auto [command, hosts] = add_command(
-        line,
-        {"host",
-         "everything known about hosts: the latest result of every "
-         "provider, one line each",
-         "vexa-datastore host node003"},
-        run_host);
-    add_names(command, "host", *hosts, "host names")->required()->type_name("NODE");
 }
 
 }  // namespace vexa::tool

@@ -6,8 +6,6 @@
 
 namespace vexa::tool {
 
-namespace {
-
 int run_hosts(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::read);
     std::vector<datastore::Row> rows;
@@ -18,17 +16,6 @@ int run_hosts(GlobalOptions const& global) {
     }
     print_rows(rows, global);
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_hosts_command(CommandLine& line) {
-    add_command(
-        line,
-        {"hosts",
-         "the latest host record (uname) of every host",
-         "vexa-datastore hosts --format csv"},
-        run_hosts);
 }
 
 }  // namespace vexa::tool

@@ -24,6 +24,23 @@ struct InsertOptions {
     std::size_t batch = 10000;
 };
 
+InsertOptions options;
+
+}  // namespace
+
+void add_insert_options(CLI::App* command) {
+    command->add_option("file", options.file, "JSON Lines file, - for standard input")
+        ->type_name("FILE")
+        ->capture_default_str();
+    command
+        ->add_option("--datastore", options.datastore,
+                     "the datastore to write (default: the first that accepts)")
+        ->type_name("NAME");
+    add_batch_option(command, options.batch);
+}
+
+namespace {
+
 // Unique time stamps of one run: "now" never repeats, and a stamp derived
 // from a record's Timestamp moves on by a microsecond until it is unused.
 class UniqueStamps {
@@ -55,7 +72,9 @@ std::string reason(std::exception const& e) {
     return text;
 }
 
-int run_insert(GlobalOptions const& global, InsertOptions const& options) {
+}  // namespace
+
+int run_insert(GlobalOptions const& global) {
     bool from_stdin = options.file == "-";
     std::string const source = from_stdin ? "standard input" : options.file;
     std::ifstream file;
@@ -110,34 +129,6 @@ int run_insert(GlobalOptions const& global, InsertOptions const& options) {
     writer.finish();
     std::cout << writer.report() << '\n';
     return skipped == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_insert_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"insert",
-         "store provider results given as JSON Lines",
-         "echo '{\"Provider\": \"cpu_load\", \"Hostname\": \"node001\", \"Exit_status\": 0, "
-         "\"STDOUT\": \"load average: 0.52\"}' | vexa-datastore insert -",
-         "Each line is one JSON object, its keys named like the columns: Provider and Hostname\n"
-         "(required), num_nodes, node_names (an array), Exit_status, Timestamp (seconds),\n"
-         "Duration, Encoding (none, base64 or raw), STDOUT, STDERR, OptionID, version,\n"
-         "Username, Unique_timestamp (microseconds). Without Timestamp both times are now;\n"
-         "without Unique_timestamp it is Timestamp in microseconds, moved on by a microsecond\n"
-         "where another record of the run has it. Names must not hold a single quote.\n"
-         "--format jsonl output of select, latest and hosts reads back unchanged. A bad line\n"
-         "is reported with its number and skipped, and the exit status is then 1.\n"},
-        run_insert);
-    command->add_option("file", options->file, "JSON Lines file, - for standard input")
-        ->type_name("FILE")
-        ->capture_default_str();
-    command
-        ->add_option("--datastore", options->datastore,
-                     "the datastore to write (default: the first that accepts)")
-        ->type_name("NAME");
-    add_batch_option(command, options->batch);
 }
 
 }  // namespace vexa::tool

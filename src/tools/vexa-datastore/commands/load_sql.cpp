@@ -23,6 +23,19 @@ struct LoadSqlOptions {
     std::string database;
 };
 
+LoadSqlOptions options;
+
+}  // namespace
+
+void add_load_sql_options(CLI::App* command) {
+    command->add_option("script", options.script, "SQL script")->required()->type_name("FILE");
+    command->add_option("database", options.database, "SQLite database file, created if missing")
+        ->required()
+        ->type_name("FILE");
+}
+
+namespace {
+
 // Runs the script line by line as the library's test datastores do, but
 // names the failing line by number with SQLite's reason.
 void run_script(std::string const& script, std::string const& database) {
@@ -41,7 +54,9 @@ void run_script(std::string const& script, std::string const& database) {
     }
 }
 
-int run_load_sql(GlobalOptions const&, LoadSqlOptions const& options) {
+}  // namespace
+
+int run_load_sql(GlobalOptions const&) {
     std::string const& script = options.script;
     std::string const& database = options.database;
     // Checked first so that a mistyped script name leaves no empty database
@@ -60,22 +75,6 @@ int run_load_sql(GlobalOptions const&, LoadSqlOptions const& options) {
     }
     std::cout << "loaded " << script << " into " << database << '\n';
     return 0;
-}
-
-}  // namespace
-
-void add_load_sql_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"load-sql",
-         "build an SQLite database from a script, one statement a line",
-         "vexa-datastore load-sql schema.sql /tmp/test.db",
-         "A failing line stops the load; a database the load created is then removed.\n"},
-        run_load_sql);
-    command->add_option("script", options->script, "SQL script")->required()->type_name("FILE");
-    command->add_option("database", options->database, "SQLite database file, created if missing")
-        ->required()
-        ->type_name("FILE");
 }
 
 }  // namespace vexa::tool

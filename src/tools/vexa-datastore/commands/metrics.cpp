@@ -19,7 +19,19 @@ struct MetricsOptions {
     std::vector<std::string> providers;
 };
 
-int run_metrics(GlobalOptions const& global, MetricsOptions const& options) {
+MetricsOptions options;
+
+}  // namespace
+
+void add_metrics_options(CLI::App* command) {
+    command
+        ->add_option("--output", options.output_file,
+                     "write this file (replaced atomically) instead of standard output")
+        ->type_name("FILE");
+    add_watched_providers(command, options.providers);
+}
+
+int run_metrics(GlobalOptions const& global) {
     std::vector<DatastoreUp> datastores;
     std::string first_error;
     for (auto const& [config, error] :
@@ -44,25 +56,6 @@ int run_metrics(GlobalOptions const& global, MetricsOptions const& options) {
         throw std::runtime_error(first_error);
     }
     return 0;
-}
-
-}  // namespace
-
-void add_metrics_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"metrics",
-         "the latest result of every provider and host in the Prometheus text format",
-         "vexa-datastore metrics --output /var/lib/node_exporter/textfile/vexa.prom",
-         "Gauges vexa_provider_exit_status, vexa_provider_last_run_timestamp_seconds and\n"
-         "vexa_provider_duration_seconds, labelled provider, host and datastore, and\n"
-         "vexa_datastore_up per datastore.\n"},
-        run_metrics);
-    command
-        ->add_option("--output", options->output_file,
-                     "write this file (replaced atomically) instead of standard output")
-        ->type_name("FILE");
-    add_watched_providers(command, options->providers);
 }
 
 }  // namespace vexa::tool

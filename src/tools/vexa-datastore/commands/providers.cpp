@@ -33,6 +33,8 @@ std::map<std::string, ProviderCount> provider_counts() {
     return counts;
 }
 
+}  // namespace
+
 int run_providers(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::read);
     Table table{{"Provider", "records", "newest"}, {}};
@@ -41,18 +43,6 @@ int run_providers(GlobalOptions const& global) {
     }
     print(table, global);
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_providers_command(CommandLine& line) {
-    add_command(
-        line,
-        {"providers",
-         "the provider names stored, with their record counts and newest "
-         "time",
-         "vexa-datastore providers"},
-        run_providers);
 }
 
 }  // namespace vexa::tool

@@ -20,7 +20,19 @@ struct PruneOptions {
     bool dry_run = false;
 };
 
-int run_prune(GlobalOptions const& global, PruneOptions const& options) {
+PruneOptions options;
+
+}  // namespace
+
+void add_prune_options(CLI::App* command) {
+    add_older_than_option(command, options.older_than);
+    add_names(command, "-p,--provider", options.providers, "only these providers");
+    command->add_flag("--keep-latest", options.keep_latest,
+                      "keep the latest result of every provider and host");
+    command->add_flag("--dry-run", options.dry_run, "count what would go, remove nothing");
+}
+
+int run_prune(GlobalOptions const& global) {
     datastore::PruneRequest request;
     request.older_than =
         (now_seconds() - duration_seconds(options.older_than, "--older-than")) * 1000000;
@@ -45,24 +57,6 @@ int run_prune(GlobalOptions const& global, PruneOptions const& options) {
         throw std::runtime_error("a datastore failed to remove results (-v shows which)");
     }
     return failed == 0 && unsupported.empty() ? 0 : 1;
-}
-
-}  // namespace
-
-void add_prune_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"prune",
-         "remove results older than a cutoff, printing how many each datastore removed",
-         "vexa-datastore prune --older-than 30d --keep-latest",
-         "The age is that of a result's unique time stamp. --keep-latest keeps the latest result\n"
-         "of every provider, host and option however old, so no host drops out of summaries.\n"},
-        run_prune);
-    add_older_than_option(command, options->older_than);
-    add_names(command, "-p,--provider", options->providers, "only these providers");
-    command->add_flag("--keep-latest", options->keep_latest,
-                      "keep the latest result of every provider and host");
-    command->add_flag("--dry-run", options->dry_run, "count what would go, remove nothing");
 }
 
 }  // namespace vexa::tool

@@ -17,7 +17,19 @@ struct ReportOptions {
     std::string stale = "15m";
 };
 
-int run_report(GlobalOptions const& global, ReportOptions const& options) {
+ReportOptions options;
+
+}  // namespace
+
+void add_report_options(CLI::App* command) {
+    command->add_option("--html", options.html_file, "the page to write (replaced atomically)")
+        ->required()
+        ->type_name("FILE");
+    add_watched_providers(command, options.providers);
+    add_stale_option(command, options.stale);
+}
+
+int run_report(GlobalOptions const& global) {
     std::int64_t const stale_after = duration_seconds(options.stale, "--stale");
     std::size_t const closed = open_datastores(global.config_file, Access::read);
     std::int64_t const now = now_seconds();
@@ -25,24 +37,6 @@ int run_report(GlobalOptions const& global, ReportOptions const& options) {
     write_atomically(options.html_file,
                      [&](std::ostream& out) { write_html_report(grid, now, stale_after, out); });
     return closed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_report_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"report",
-         "write the cluster's status page: hosts by providers, as one HTML file",
-         "vexa-datastore report --html /var/www/html/cluster.html",
-         "The page needs no network: open it from disk in any browser. Failing hosts\n"
-         "come first; hover or focus a cell for its time and output.\n"},
-        run_report);
-    command->add_option("--html", options->html_file, "the page to write (replaced atomically)")
-        ->required()
-        ->type_name("FILE");
-    add_watched_providers(command, options->providers);
-    add_stale_option(command, options->stale);
 }
 
 }  // namespace vexa::tool

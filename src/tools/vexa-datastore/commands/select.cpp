@@ -24,10 +24,29 @@ struct SelectOptions {
     std::size_t limit = 0;  // 0: every row
 };
 
+SelectOptions options;
+
+}  // namespace
+
+void add_select_options(CLI::App* command) {
+    add_provider_and_host_names(command, options.providers, options.hosts);
+    command
+        ->add_option("-w,--where", options.condition,
+                     "an SQL condition on the columns, e.g. \"Exit_status != 0\"")
+        ->type_name("CONDITION");
+    command->add_option("--since", options.since, "only results from then on")->type_name("WHEN");
+    command->add_option("--until", options.until, "only results up to then")->type_name("WHEN");
+    command->add_option("--limit", options.limit, "at most this many rows")
+        ->check(CLI::PositiveNumber)
+        ->type_name("N");
+}
+
+namespace {
+
 // The user's condition and the narrowing options as one SQL condition. Host
 // names never hold a quote (the command line refuses them), so they can be
 // pasted between quotes as the library pastes provider names.
-std::string condition_of(SelectOptions const& options, GlobalOptions const& global) {
+std::string condition_of(GlobalOptions const& global) {
     std::vector<std::string> parts;
     if (!vexa::str::stripws(options.condition).empty()) {
         parts.push_back("(" + vexa::str::stripws(options.condition) + ")");
@@ -58,8 +77,10 @@ std::string condition_of(SelectOptions const& options, GlobalOptions const& glob
     return condition;
 }
 
-int run_select(GlobalOptions const& global, SelectOptions const& options) {
-    std::string const condition = condition_of(options, global);
+}  // namespace
+
+int run_select(GlobalOptions const& global) {
+    std::string const condition = condition_of(global);
     std::size_t failed = open_datastores(global.config_file, Access::read);
     require_stored(options.providers);
     auto providers = options.providers.empty() ? stored_providers() : options.providers;
@@ -77,29 +98,6 @@ int run_select(GlobalOptions const& global, SelectOptions const& options) {
     }
     print_rows(rows, global);
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_select_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"select",
-         "every stored result of the providers (all when none is named)",
-         "vexa-datastore select -p disk_usage -H node003 --since 1d --limit 20",
-         "--since and --until take a duration ago (15m, 12h, 30d) or a date\n"
-         "(2026-11-22, 2026-11-22 04:21:59, local time unless --utc).\n"},
-        run_select);
-    add_provider_and_host_names(command, options->providers, options->hosts);
-    command
-        ->add_option("-w,--where", options->condition,
-                     "an SQL condition on the columns, e.g. \"Exit_status != 0\"")
-        ->type_name("CONDITION");
-    command->add_option("--since", options->since, "only results from then on")->type_name("WHEN");
-    command->add_option("--until", options->until, "only results up to then")->type_name("WHEN");
-    command->add_option("--limit", options->limit, "at most this many rows")
-        ->check(CLI::PositiveNumber)
-        ->type_name("N");
 }
 
 }  // namespace vexa::tool

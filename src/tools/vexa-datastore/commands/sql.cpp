@@ -14,6 +14,16 @@ using datastore::Row;
 
 namespace {
 
+std::string query;
+
+}  // namespace
+
+void add_sql_options(CLI::App* command) {
+    command->add_option("query", query, "the query")->required()->type_name("QUERY");
+}
+
+namespace {
+
 // A cell of the query's answer: its text, as a number when it reads as one
 // (so JSON keeps counts and stamps numeric), null for NULL.
 Cell cell_of(std::optional<std::string> const& text) {
@@ -62,7 +72,9 @@ void throw_query_failure(std::string const& query) {
     }
 }
 
-int run_sql(GlobalOptions const& global, std::string const& query) {
+}  // namespace
+
+int run_sql(GlobalOptions const& global) {
     if (vexa::str::stripws(query).empty()) {
         throw UsageError("the query is empty");
     }
@@ -96,20 +108,6 @@ int run_sql(GlobalOptions const& global, std::string const& query) {
     }
     output->finish();
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_sql_command(CommandLine& line) {
-    auto [command, query] = add_command(
-        line,
-        {"sql",
-         "run an SQL query over the view vexa_1 of every datastore",
-         "vexa-datastore sql \"SELECT Provider, count(*) FROM vexa_1 GROUP BY Provider\"",
-         "Only the first statement runs, and only when it reads. The first column names\n"
-         "the datastore that answered the row.\n"},
-        run_sql);
-    command->add_option("query", *query, "the query")->required()->type_name("QUERY");
 }
 
 }  // namespace vexa::tool

@@ -17,7 +17,16 @@ struct StaleOptions {
     std::vector<std::string> hosts;      // empty: every host
 };
 
-int run_stale(GlobalOptions const& global, StaleOptions const& options) {
+StaleOptions options;
+
+}  // namespace
+
+void add_stale_options(CLI::App* command) {
+    add_older_than_option(command, options.older_than);
+    add_provider_and_host_names(command, options.providers, options.hosts);
+}
+
+int run_stale(GlobalOptions const& global) {
     std::int64_t const cutoff =
         now_seconds() - duration_seconds(options.older_than, "--older-than");
     std::size_t failed = open_datastores(global.config_file, Access::read);
@@ -34,22 +43,6 @@ int run_stale(GlobalOptions const& global, StaleOptions const& options) {
     }
     print(table, global);
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_stale_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"stale",
-         "provider and host pairs whose latest result is older than a cutoff, and hosts that "
-         "stopped reporting",
-         "vexa-datastore stale --older-than 15m",
-         "A host whose every result is older than the cutoff is listed once, as stopped\n"
-         "reporting (Provider *); the other pairs older than the cutoff as stale.\n"},
-        run_stale);
-    add_older_than_option(command, options->older_than);
-    add_provider_and_host_names(command, options->providers, options->hosts);
 }
 
 }  // namespace vexa::tool

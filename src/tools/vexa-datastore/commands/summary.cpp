@@ -9,26 +9,21 @@ namespace vexa::tool {
 
 namespace {
 
-int run_summary(GlobalOptions const& global, SummaryOptions const& options) {
+SummaryOptions options;
+
+}  // namespace
+
+void add_summary_options(CLI::App* command) {
+    add_provider_and_host_names(command, options.providers, options.hosts);
+    command->add_flag("--failed", options.only_failed,
+                      "only providers with failures, with every failed host");
+}
+
+int run_summary(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::read);
     require_stored(options.providers);
     print_summary(global, options);
     return failed == 0 ? 0 : 1;
-}
-
-}  // namespace
-
-void add_summary_command(CommandLine& line) {
-    auto [command, options] = add_command(
-        line,
-        {"summary",
-         "per provider, from the latest result of each host: hosts, passed, failed, "
-         "newest",
-         "vexa-datastore summary --failed -p disk_usage,memory"},
-        run_summary);
-    add_provider_and_host_names(command, options->providers, options->hosts);
-    command->add_flag("--failed", options->only_failed,
-                      "only providers with failures, with every failed host");
 }
 
 }  // namespace vexa::tool

@@ -1,28 +1,12 @@
 #include "support/command_line.h"
 
-#include <datastore/datastore.h>
+#include <util/str.h>
 
 #include "support/names.h"
 
 namespace vexa::tool {
 
 namespace {
-
-// Shown by every command's --help: these may follow the command.
-std::string global_options() {
-    return "Global options (before or after the command):\n"
-           "  --config FILE            datastore group document (default: "
-           "$VEXA_DATASTORE_CONFIG,\n"
-           "                           else the SQLite file " +
-           datastore::DEFAULT_DATA_SOURCE +
-           ")\n"
-           "  --format table|json|jsonl|csv\n"
-           "                           output as an aligned table, one JSON array, JSON Lines or CSV\n"
-           "  --wide                   never cut tables to the terminal's width\n"
-           "  --utc                    times in tables in UTC instead of local time\n"
-           "  --sort time              rows of several datastores ordered by time, oldest first\n"
-           "  -v, --verbose            also print the library's diagnostics\n";
-}
 
 CLI::Validator const usable_name(
     [](std::string& name) {
@@ -34,19 +18,6 @@ CLI::Validator const usable_name(
     "");
 
 }  // namespace
-
-CLI::App* add_command(CommandLine& line, CommandHelp const& help, std::function<int()> action) {
-    auto* command = line.app.add_subcommand(help.name, help.description);
-    command->footer((help.details.empty() ? "" : help.details + "\n") + global_options() +
-                    "Example:\n  " + help.example);
-    command->callback([&run = line.run, action = std::move(action)] { run = action; });
-    return command;
-}
-
-CLI::App* add_command(CommandLine& line, CommandHelp const& help,
-                      int (*run)(GlobalOptions const&)) {
-    return add_command(line, help, [run, &global = line.global] { return run(global); });
-}
 
 CLI::Option* add_names(CLI::App* command, std::string const& flags, std::vector<std::string>& names,
                        std::string const& description) {
