@@ -13,7 +13,7 @@ set -euo pipefail
 build=(
   g++ make cmake pkg-config
   libxml2-dev libsqlite3-dev unixodbc-dev
-  libcli11-dev nlohmann-json3-dev
+  libcli11-dev nlohmann-json3-dev libutf8proc-dev
 )
 tests=(
   libgtest-dev libgmock-dev libbenchmark-dev sqlite3

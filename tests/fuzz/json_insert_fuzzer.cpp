@@ -12,7 +12,7 @@
 #include <nlohmann/json.hpp>
 
 #include "fuzz_support.h"
-#include "json_record.h"
+#include "support/json_record.h"
 
 namespace {
 

@@ -3,17 +3,15 @@
 // commands and turns failures into one line and an exit status.
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <iostream>
 
 #include <datastore/datastore.h>
 #include <CLI/CLI.hpp>
 
-#include "check_status.h"
-#include "closest_name.h"
-#include "commands.h"
-#include "monitoring_commands.h"
-#include "output.h"
+#include "commands/commands.h"
+#include "monitoring/check_status.h"
+#include "output/output.h"
+#include "support/closest_name.h"
 
 namespace {
 
@@ -63,7 +61,9 @@ int main(int argc, char** argv) {
                  "vexa-datastore"};
     app.footer(
         "Without --config the datastores are those of the group document named by\n"
-        "VEXA_DATASTORE_CONFIG, else the SQLite file $HOME/.vexa/2021.4.0/vexa.db.\n"
+        "VEXA_DATASTORE_CONFIG, else the SQLite file " +
+        vexa::datastore::DEFAULT_DATA_SOURCE +
+        ".\n"
         "Global options may also follow the command. Every command has --help.\n"
         "Exit status: 0 done, 1 failed (or insert skipped lines), 2 usage error.\n"
         "Example:\n  vexa-datastore demo && vexa-datastore latest -p disk_usage");
@@ -87,24 +87,8 @@ int main(int argc, char** argv) {
         ->type_name("time");
     app.add_flag("-v,--verbose", global.verbosity, "also print the library's diagnostics");
 
-    std::function<int()> run;
-    CommandLine line{app, global, run};
-    add_demo_command(line);
-    add_summary_command(line);
-    add_latest_command(line);
-    add_host_command(line);
-    add_select_command(line);
-    add_hosts_command(line);
-    add_providers_command(line);
-    add_stale_command(line);
-    add_sql_command(line);
-    add_insert_command(line);
-    add_prune_command(line);
-    add_datastores_command(line);
-    add_load_sql_command(line);
-    add_report_command(line);
-    add_metrics_command(line);
-    add_check_command(line);
+    Run* run = nullptr;
+    add_commands(app, run);
 
     try {
         app.parse(argc, argv);
@@ -140,7 +124,7 @@ int main(int argc, char** argv) {
 
     int status = 1;
     try {
-        status = run();
+        status = run(global);
         std::cout.flush();
         check_written(std::cout);
     } catch (UsageError const& e) {

@@ -1,0 +1,206 @@
+#include "support/open_datastores.h"
+
+#include <fcntl.h>
+#include <libxml/parser.h>
+#include <libxml/xmlerror.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+
+#include "support/log_capture.h"
+
+namespace vexa::tool {
+
+using datastore::DataStoreConfig;
+using datastore::DataStoreParseUtility;
+
+namespace {
+
+// libxml2 would print its own multi-line reports; the tool reports the last
+// error in its one line instead.
+void ignore_xml_message(void*, char const*, ...) {}
+
+// "file:line: message" of libxml2's last error, or "" when there is none.
+std::string last_xml_error() {
+    auto const* error = xmlGetLastError();
+    if (error == nullptr || error->message == nullptr) {
+        return "";
+    }
+    std::string message = vexa::str::stripws(error->message);
+    if (error->file != nullptr) {
+        message = std::string(error->file) + ":" + std::to_string(error->line) + ": " + message;
+    }
+    return message;
+}
+
+std::vector<DataStoreConfig> read_configurations(std::string const& file) {
+    DataStoreConfig const fallback;
+    if (file.empty()) {
+        return DataStoreParseUtility::parse_db_configs(nullptr, fallback);
+    }
+    if (access(file.c_str(), R_OK) != 0) {
+        throw std::runtime_error("cannot read configuration file " + file + ": " +
+                                 std::strerror(errno));
+    }
+    xmlSetGenericErrorFunc(nullptr, ignore_xml_message);
+    xmlResetLastError();
+    std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(
+        xmlReadFile(file.c_str(), nullptr, XML_PARSE_NOERROR | XML_PARSE_NOWARNING), xmlFreeDoc);
+    if (!document) {
+        throw std::runtime_error("configuration file " + file +
+                                 " is not valid XML: " + last_xml_error());
+    }
+    std::vector<DataStoreConfig> configs;
+    try {
+        configs =
+            DataStoreParseUtility::parse_db_configs(xmlDocGetRootElement(document.get()), fallback);
+    } catch (std::exception const& e) {
+        std::string detail = last_xml_error();
+        throw std::runtime_error("configuration file " + file + ": " + e.what() +
+                                 (detail.empty() ? "" : " (" + detail + ")"));
+    }
+    // Every entry names its plug-in, so a record without one is the fallback:
+    // the document held no usable entry.
+    for (auto const& config : configs) {
+        // The entry's text is taken as it stands, so a pretty-printed entry
+        // would name a plug-in file with line breaks in it.
+        if (config.extension_name.find('\n') != std::string::npos) {
+            throw std::runtime_error("configuration file " + file + ": the entry \"" +
+                                     vexa::str::stripws(config.extension_name) +
+                                     "\" is written over several lines: write the entry's file "
+                                     "name on one line");
+        }
+        if (config.extension_name.empty()) {
+            throw std::runtime_error("configuration file " + file +
+                                     " names no datastore: it needs group elements holding entry "
+                                     "elements, as in etc/datastore/datastores.xml");
+        }
+    }
+    return configs;
+}
+
+}  // namespace
+
+namespace {
+
+// The instance opened read-only when it is an SQLite file.
+DataStoreConfig for_reading(DataStoreConfig config) {
+    if (config.type == datastore::sqlite3) {
+        std::string source = datastore::DEFAULT_DATA_SOURCE;
+        bool read_only = false;
+        parse_sqlite_params(config.source_parameters, source, read_only);
+        config.source_parameters = "source=" + source + "|read_only=true";
+    }
+    return config;
+}
+
+// The plug-in's reason, when it logged one, without the location the
+// message names already.
+std::string open_failure(LogCapture const& log, std::exception const& error,
+                         std::string const& location) {
+    std::string reason = log.last_line();
+    if (reason.empty()) {
+        return error.what();
+    }
+    auto at = reason.find(location + ": ");
+    return at == std::string::npos ? reason : reason.substr(at + location.size() + 2);
+}
+
+// SQLite reports every file it cannot open with one text; the system's
+// reason ("Permission denied", "Is a directory") is the one to act on. The
+// file is only opened to learn it: nothing is created, and a pipe or device
+// in its place neither blocks nor becomes the controlling terminal.
+std::string system_reason(DataStoreConfig const& config, std::string const& reason, Access mode) {
+    if (config.type != datastore::sqlite3 || reason != "unable to open database file") {
+        return reason;
+    }
+    std::string const path = data_source(config);
+    int const fd = open(path.c_str(), (mode == Access::read ? O_RDONLY : O_RDWR) | O_CLOEXEC |
+                                          O_NONBLOCK | O_NOCTTY);
+    if (fd >= 0) {
+        close(fd);
+        return reason;
+    }
+    int const cause = errno;
+    if (cause == ENOENT && mode == Access::write) {
+        return reason;  // a file about to be created; its directory is the plug-in's to report
+    }
+    return std::strerror(cause);
+}
+
+}  // namespace
+
+std::vector<ConfiguredDatastore> open_configured_datastores(std::string const& config_file,
+                                                            Access mode) {
+    std::vector<ConfiguredDatastore> result;
+    for (auto const& config : read_configurations(config_file)) {
+        std::vector<DataStoreConfig> one{mode == Access::read ? for_reading(config) : config};
+        DataStoreParseUtility::fillInVacantFields(one);
+        ConfiguredDatastore entry{one.front(), ""};
+        std::string logged;
+        if (config_file.empty() && mode == Access::read &&
+            access(data_source(entry.config).c_str(), F_OK) != 0) {
+            entry.error =
+                "it does not exist yet (create it with \"vexa-datastore demo\" or "
+                "\"vexa-datastore insert\")";
+        } else {
+            LogCapture log;
+            try {
+                DataStoreParseUtility::initializeDatastoreExtensions(one);
+            } catch (std::exception const& e) {
+                entry.error = system_reason(entry.config,
+                                            open_failure(log, e, data_source(entry.config)), mode);
+            }
+            logged = log.text();
+        }
+        if (vexa::log::LOG_LEVEL >= 7) {  // -v: the log as it would have been
+            std::cerr << logged;
+        }
+        result.push_back(std::move(entry));
+    }
+    return result;
+}
+
+std::size_t open_datastores(std::string const& config_file, Access mode) {
+    auto datastores = open_configured_datastores(config_file, mode);
+    std::size_t failed = 0;
+    for (auto const& datastore : datastores) {
+        failed += datastore.error.empty() ? 0 : 1;
+    }
+    for (auto const& datastore : datastores) {
+        if (datastore.error.empty()) {
+            continue;
+        }
+        std::string const text = "datastore \"" + datastore.config.instance_name + "\" at " +
+                                 data_source(datastore.config) + ": " + datastore.error;
+        if (failed == datastores.size()) {
+            throw std::runtime_error("cannot open " + text);
+        }
+        std::cerr << "vexa-datastore: warning: cannot open " << text << " (going on without it)\n";
+    }
+    return failed;
+}
+
+std::string library_path(DataStoreConfig const& config) {
+    return DataStoreParseUtility::generate_path(config.extension_path, config.extension_name, "");
+}
+
+std::string data_source(DataStoreConfig const& config) {
+    if (config.type != datastore::sqlite3) {
+        return config.source_parameters;
+    }
+    std::string source = datastore::DEFAULT_DATA_SOURCE;
+    bool read_only = false;
+    parse_sqlite_params(config.source_parameters, source, read_only);
+    try {
+        return fs::expand_path(source);  // the very file the plug-in opens, blanks and all
+    } catch (std::runtime_error const&) {
+        return source;  // as written: opening it fails with the plug-in's reason
+    }
+}
+
+}  // namespace vexa::tool

@@ -1,0 +1,84 @@
+#include "support/stored_data.h"
+
+#include <iostream>
+#include <set>
+#include <stdexcept>
+
+#include "support/closest_name.h"
+#include "support/failed_datastores.h"
+#include "support/names.h"
+
+namespace vexa::tool {
+
+using datastore::ReadParameters;
+using datastore::Row;
+
+namespace {
+
+std::set<std::string> every_stored_provider() {
+    auto const rows = selected_rows("SELECT DISTINCT Provider FROM " + datastore::table_view,
+                                    {"Provider"}, "the list of providers");
+    std::set<std::string> names;  // several datastores may hold one provider
+    for (auto const& row : rows) {
+        names.insert(row.Provider);
+    }
+    return names;
+}
+
+}  // namespace
+
+std::vector<Row> selected_rows(std::string const& query, std::vector<std::string> const& columns,
+                               std::string const& request) {
+    std::map<std::string, int> fields;
+    for (auto const& column : columns) {
+        fields.emplace(column, datastore::column_index_map.at(column));
+    }
+    std::vector<Row> rows;
+    if (!datastore::select_data(query, rows, fields)) {
+        datastore::SQLParameters sql;
+        sql.query = query;
+        sql.fields = fields;
+        throw_if_a_datastore_failed(datastore::OP_SELECT, ReadParameters{{}, {}, &sql}, request);
+    }
+    return rows;
+}
+
+std::vector<std::string> stored_providers() {
+    std::vector<std::string> usable;
+    std::vector<std::string> skipped;
+    for (auto const& name : every_stored_provider()) {
+        (quote_problem(name).empty() ? usable : skipped).push_back(name);
+    }
+    if (!skipped.empty()) {
+        std::cerr << "vexa-datastore: warning: skipped provider " << quoted_list(skipped)
+                  << ": a name holding a single quote cannot be queried\n";
+    }
+    return usable;
+}
+
+void require_stored(std::vector<std::string> const& providers) {
+    auto const stored = every_stored_provider();
+    for (auto const& name : providers) {
+        if (stored.count(name) == 0) {
+            throw std::runtime_error("no provider '" + name + "'" +
+                                     did_you_mean(name, {stored.begin(), stored.end()}));
+        }
+    }
+}
+
+std::vector<Row> latest_rows(std::vector<std::string> providers,
+                             std::vector<std::string> const& hosts) {
+    if (providers.empty()) {
+        providers = stored_providers();
+    }
+    std::vector<Row> rows;
+    if (!providers.empty() &&
+        !datastore::get_latest_rows_provider_hosts_data(providers, rows, hosts)) {
+        throw_if_a_datastore_failed(datastore::OP_GET_LATEST_ROWS,
+                                    ReadParameters{providers, hosts, nullptr},
+                                    "the latest rows of " + quoted_list(providers));
+    }
+    return rows;
+}
+
+}  // namespace vexa::tool

@@ -1,0 +1,38 @@
+// Reading the open datastores through the library's query functions, with
+// "no rows" told apart from "a datastore failed".
+#ifndef VEXA_TOOLS_VEXA_DATASTORE_SUPPORT_STORED_DATA_H_
+#define VEXA_TOOLS_VEXA_DATASTORE_SUPPORT_STORED_DATA_H_
+
+#include <string>
+#include <vector>
+
+#include <datastore/datastore.h>
+
+namespace vexa::tool {
+
+// The rows that `query` answers in every open datastore, their `columns`
+// read into the row's members of those names. Throws std::runtime_error
+// naming the datastore that failed and `request` (what was asked).
+std::vector<datastore::Row> selected_rows(std::string const& query,
+                                          std::vector<std::string> const& columns,
+                                          std::string const& request);
+
+// The provider names stored in any open datastore, sorted. Names holding a
+// single quote (stored by another program) cannot be queried: they are left
+// out with one warning on standard error.
+std::vector<std::string> stored_providers();
+
+// Throws std::runtime_error for the first of `providers` that no datastore
+// holds, with the nearest stored name: "no provider 'cpu_lod'; did you mean
+// 'cpu_load'?".
+void require_stored(std::vector<std::string> const& providers);
+
+// The latest row of each of `providers` (empty: every stored provider) on
+// each of `hosts` (empty: every host). Throws std::runtime_error naming the
+// datastore when one failed.
+std::vector<datastore::Row> latest_rows(std::vector<std::string> providers,
+                                        std::vector<std::string> const& hosts);
+
+}  // namespace vexa::tool
+
+#endif  // VEXA_TOOLS_VEXA_DATASTORE_SUPPORT_STORED_DATA_H_
