@@ -85,6 +85,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "odbc-postgresql, postgresql, libxml2-dev, pkg-config")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA "${control_files}")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_STRIP_FILES ON)
 set(CPACK_PRE_BUILD_SCRIPTS "${PROJECT_SOURCE_DIR}/cmake/VexaPackageLayout.cmake")
 # Read by VexaPackageLayout.cmake, which runs inside cpack.
 set(CPACK_VEXA_ETC_DIR "${VEXA_ETC_DIR}")
