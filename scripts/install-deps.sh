@@ -19,6 +19,7 @@ tests=(
   libgtest-dev libgmock-dev libbenchmark-dev sqlite3
   postgresql-15 odbc-postgresql libsqliteodbc unixodbc
   chromium prometheus
+  help2man man-db bash-completion
 )
 ci=(clang libclang-rt-dev clang-format valgrind)
 
