@@ -2,8 +2,8 @@
 // libsqlite.so, control calls by instance name, provider runs with every
 // member set, and looks at a database file from outside the library (a plain
 // SQLite connection and the sqlite3 command-line program).
-#ifndef VEXA_TESTS_SQLITE_DATASTORES_H_
-#define VEXA_TESTS_SQLITE_DATASTORES_H_
+#ifndef VEXA_TESTS_SUPPORT_SQLITE_DATASTORES_H_
+#define VEXA_TESTS_SUPPORT_SQLITE_DATASTORES_H_
 
 #include <sqlite3.h>
 #include <sys/types.h>
@@ -251,4 +251,4 @@ inline int in_child_process(std::function<int()> const& body) {
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_SQLITE_DATASTORES_H_
+#endif  // VEXA_TESTS_SUPPORT_SQLITE_DATASTORES_H_

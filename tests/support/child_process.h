@@ -11,8 +11,8 @@
 //
 // Fork before this process opens the database the child uses: SQLite's
 // record of which files a process holds open must not cross a fork.
-#ifndef VEXA_TESTS_CHILD_PROCESS_H_
-#define VEXA_TESTS_CHILD_PROCESS_H_
+#ifndef VEXA_TESTS_SUPPORT_CHILD_PROCESS_H_
+#define VEXA_TESTS_SUPPORT_CHILD_PROCESS_H_
 
 #include <signal.h>
 #include <sys/types.h>
@@ -95,4 +95,4 @@ class ChildProcess {
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_CHILD_PROCESS_H_
+#endif  // VEXA_TESTS_SUPPORT_CHILD_PROCESS_H_

@@ -1,8 +1,8 @@
 // A headless Chromium driven through its DevTools protocol over a pipe, with
 // every network route closed: the tests open pages from disk and watch what
 // they request.
-#ifndef VEXA_TESTS_MONITORING_HEADLESS_BROWSER_H_
-#define VEXA_TESTS_MONITORING_HEADLESS_BROWSER_H_
+#ifndef VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_
+#define VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_
 
 #include <sys/types.h>
 
@@ -62,4 +62,4 @@ std::string base64_decoded(std::string const& text);
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_MONITORING_HEADLESS_BROWSER_H_
+#endif  // VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_

@@ -1,7 +1,7 @@
 // Running a program as a user would: a separate process whose standard
 // output, standard error and exit status the test compares.
-#ifndef VEXA_TESTS_MONITORING_PROGRAM_H_
-#define VEXA_TESTS_MONITORING_PROGRAM_H_
+#ifndef VEXA_TESTS_SUPPORT_PROGRAM_H_
+#define VEXA_TESTS_SUPPORT_PROGRAM_H_
 
 #include <map>
 #include <string>
@@ -25,4 +25,4 @@ ProgramOutcome run_program(std::vector<std::string> const& arguments,
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_MONITORING_PROGRAM_H_
+#endif  // VEXA_TESTS_SUPPORT_PROGRAM_H_
