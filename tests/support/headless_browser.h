@@ -4,14 +4,15 @@
 #ifndef VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_
 #define VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <deque>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "program.h"
 
 namespace vexa::test {
 
@@ -47,7 +48,7 @@ class HeadlessBrowser {
     void wait_for_event(std::string const& method);
     void note(nlohmann::json const& event);
 
-    pid_t pid_ = -1;
+    std::optional<Program> browser_;
     int to_browser_ = -1;
     int from_browser_ = -1;
     std::string buffer_;

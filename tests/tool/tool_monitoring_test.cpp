@@ -92,7 +92,12 @@ class MonitoringCommands : public ::testing::Test {
 
     ProgramOutcome run(std::vector<std::string> args, std::string const& input = "") {
         args.insert(args.begin(), VEXA_TOOL);
-        return run_program(args, {{"HOME", home_}, {"TZ", "UTC"}, {"USER", "tester"}}, input);
+        return run_program({args,
+                            {{"HOME", home_},
+                             {"TZ", "UTC"},
+                             {"USER", "tester"},
+                             {"VEXA_DATASTORE_CONFIG", ""}},
+                            input});
     }
 
     // Stores `results` through the tool's insert command.
@@ -262,7 +267,7 @@ TEST_F(MonitoringCommands, MetricsPassPromtoolAndHoldTheLatestResults) {
     auto outcome = run({"metrics"});
     ASSERT_EQ(0, outcome.status) << outcome.err;
     EXPECT_EQ("", outcome.err);
-    auto promtool = run_program({"promtool", "check", "metrics"}, {}, outcome.out);
+    auto promtool = run_program({{"promtool", "check", "metrics"}, {}, outcome.out});
     EXPECT_EQ(0, promtool.status) << promtool.out << promtool.err;
     EXPECT_EQ("", promtool.out + promtool.err);
     EXPECT_EQ(expected_samples(), samples_of(outcome.out));
@@ -362,7 +367,7 @@ TEST_F(MonitoringCommands, MetricsOfTheDatastoresThatOpenedAreWrittenAndTheOther
              "vexa_datastore_up{datastore=\"good\"} 1",
              "vexa_datastore_up{datastore=\"broken\"} 0"}),
         samples_of(outcome.out));
-    auto promtool = run_program({"promtool", "check", "metrics"}, {}, outcome.out);
+    auto promtool = run_program({{"promtool", "check", "metrics"}, {}, outcome.out});
     EXPECT_EQ(0, promtool.status) << promtool.out << promtool.err;
 
     auto check = run({"--config", config, "check"});
