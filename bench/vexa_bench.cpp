@@ -15,7 +15,9 @@
 // status is 0 when the run completed, whether or not targets were met.
 // --cpu-time times the calling thread's CPU time instead of elapsed time
 // (peak memory is unaffected). --operations-only measures only the figures
-// of batches, pruning and the tool's insert.
+// of batches, pruning and the tool's insert. Where the test helpers are
+// built, the tool's report page of the workload's hosts x providers is
+// timed in a headless Chromium as well.
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,6 +38,9 @@
 #include "datastores.h"
 #include "import_bench.h"
 #include "operations_bench.h"
+#ifdef VEXA_BENCH_REPORT_PAGE
+#include "report_bench.h"
+#endif
 #include "report.h"
 #include "workload.h"
 
@@ -270,6 +275,13 @@ int run(Options const& options) {
         for (Figure& figure : json_lines_import(comparisons, tool.string())) {
             figures.push_back(std::move(figure));
         }
+#ifdef VEXA_BENCH_REPORT_PAGE
+        if (!options.operations_only) {
+            for (Figure& figure : report_page_rendering(comparisons, tool.string())) {
+                figures.push_back(std::move(figure));
+            }
+        }
+#endif
     }
     if (!options.operations_only) {
         PairedSamples peaks;

@@ -41,8 +41,10 @@ export supp logs
 # concurrency_test is left to the ThreadSanitizer build: valgrind runs its
 # eight threads one at a time, which takes many minutes for nothing it would
 # not see in the other suites.
-mapfile -t executables < <(find "$build/tests" -maxdepth 1 -type f -executable -name '*_test' \
-  ! -name concurrency_test | sort)
+# The suites live in a folder per layer (tests/library, tests/sqlite,
+# tests/tool); the ODBC ones follow below.
+mapfile -t executables < <(find "$build/tests" -mindepth 2 -maxdepth 2 -type f -executable \
+  -name '*_test' ! -path "$build/tests/odbc/*" ! -name concurrency_test | sort)
 if [ ${#executables[@]} -eq 0 ]; then
   echo "memcheck: no test executable in $build/tests" >&2
   exit 1

@@ -1,10 +1,8 @@
 #include "odbc_test_support.h"
 
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
@@ -13,37 +11,27 @@
 #include <gtest/gtest.h>
 #include <util/str.h>
 
+#include "program.h"
 #include "test_support.h"
 
 namespace vexa::test {
 
-std::string run(std::string const& command) {
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (pipe == nullptr) {
-        throw std::runtime_error("cannot run " + command);
+std::string run(std::vector<std::string> const& arguments,
+                std::map<std::string, std::string> const& environment) {
+    ProgramRun program{arguments, environment};
+    program.error_into_output = true;
+    ProgramOutcome const outcome = run_program(program);
+    if (outcome.status != 0) {
+        std::string command;
+        for (auto const& argument : arguments) {
+            command += (command.empty() ? "" : " ") + argument;
+        }
+        throw std::runtime_error(command + " failed: " + outcome.out);
     }
-    std::string output;
-    std::array<char, 4096> buffer;
-    std::size_t n;
-    while ((n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0) {
-        output.append(buffer.data(), n);
-    }
-    int const status = pclose(pipe);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-        throw std::runtime_error(command + " failed: " + output);
-    }
-    return output;
+    return outcome.out;
 }
 
 namespace {
-
-std::string shell_quoted(std::string const& text) {
-    std::string result = "'";
-    for (char c : text) {
-        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    }
-    return result + "'";
-}
 
 std::string port_of(std::string const& state_dir) {
     return str::stripws(read_file(state_dir + "/port"));
@@ -66,9 +54,9 @@ std::string psql(std::string const& database, std::string const& sql,
                  std::string const& state_dir) {
     TempDir scratch;
     write_file(scratch.file("input.sql"), sql);
-    return run("/usr/lib/postgresql/15/bin/psql -X -q -A -t -v ON_ERROR_STOP=1 -h 127.0.0.1 -p " +
-               port_of(state_dir) + " -U postgres -d " + shell_quoted(database) + " -f " +
-               shell_quoted(scratch.file("input.sql")));
+    return run({"/usr/lib/postgresql/15/bin/psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1",
+                "-h", "127.0.0.1", "-p", port_of(state_dir), "-U", "postgres", "-d", database, "-f",
+                scratch.file("input.sql")});
 }
 
 std::string fresh_database() {
@@ -118,14 +106,14 @@ datastore::InsertRequest as_sqlite_driver_keeps_it(datastore::InsertRequest run)
     return run;
 }
 
-OwnPgServer::OwnPgServer() : state_(str::stripws(run("mktemp -d"))) {
-    run(std::string(VEXA_PG_SERVER_SCRIPT) + " start " + shell_quoted(state_));
+OwnPgServer::OwnPgServer() : state_(str::stripws(run({"mktemp", "-d"}))) {
+    run({VEXA_PG_SERVER_SCRIPT, "start", state_});
 }
 
 OwnPgServer::~OwnPgServer() {
     try {
-        run(std::string(VEXA_PG_SERVER_SCRIPT) + " stop " + shell_quoted(state_));
-        run("rm -rf " + shell_quoted(state_));
+        run({VEXA_PG_SERVER_SCRIPT, "stop", state_});
+        run({"rm", "-rf", state_});
     } catch (std::exception const& error) {
         ADD_FAILURE() << error.what();
     }
@@ -137,11 +125,11 @@ std::string OwnPgServer::source() const {
 }
 
 void OwnPgServer::halt() {
-    run(std::string(VEXA_PG_SERVER_SCRIPT) + " halt " + shell_quoted(state_));
+    run({VEXA_PG_SERVER_SCRIPT, "halt", state_});
 }
 
 void OwnPgServer::resume() {
-    run(std::string(VEXA_PG_SERVER_SCRIPT) + " resume " + shell_quoted(state_));
+    run({VEXA_PG_SERVER_SCRIPT, "resume", state_});
 }
 
 }  // namespace vexa::test

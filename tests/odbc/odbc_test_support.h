@@ -5,15 +5,19 @@
 #ifndef VEXA_TESTS_ODBC_ODBC_TEST_SUPPORT_H_
 #define VEXA_TESTS_ODBC_ODBC_TEST_SUPPORT_H_
 
+#include <map>
 #include <string>
+#include <vector>
 
 #include <datastore/datastore.h>
 
 namespace vexa::test {
 
-// Runs `command` through the shell; what it printed on both streams, or a
-// std::runtime_error with that text when it fails.
-std::string run(std::string const& command);
+// Runs the program `arguments` with the caller's environment changed by
+// `environment` (as run_program does); what it printed on both streams, or
+// a std::runtime_error with that text when it fails.
+std::string run(std::vector<std::string> const& arguments,
+                std::map<std::string, std::string> const& environment = {});
 
 // The directory of the fixture's ini files; fails the test when unset.
 std::string odbc_state_dir();

@@ -2,6 +2,7 @@
 // group document naming the ODBC plug-in and a configuration file naming
 // the data source.
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -28,9 +29,11 @@ class OdbcTool : public ::testing::Test {
                                "source_types=\"data\" source_parameters=\"vexa_tool\"/>\n");
     }
 
-    std::string tool(std::string const& arguments) {
-        return run(std::string(VEXA_TOOL) + " --config " + dir_.file("datastores.xml") + " " +
-                   arguments);
+    std::string tool(std::vector<std::string> const& arguments) {
+        std::vector<std::string> command{VEXA_TOOL, "--config", dir_.file("datastores.xml")};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        // The developer's own configuration never reaches the tool.
+        return run(command, {{"VEXA_DATASTORE_CONFIG", ""}});
     }
 
     vexa::test::TempDir dir_;
@@ -45,13 +48,13 @@ TEST_F(OdbcTool, StoresAndReadsProviderResultsOnPostgresqlThroughADsn) {
         "\"Unique_timestamp\":1700000060000001,\"STDOUT\":\"hot\"}\n"
         "{\"Provider\":\"cpu\",\"Hostname\":\"n2\",\"Exit_status\":0,\"Timestamp\":1700000000,"
         "\"Unique_timestamp\":1700000000000002,\"STDOUT\":\"ok\"}\n");
-    tool("insert " + dir_.file("runs.jsonl"));
+    tool({"insert", dir_.file("runs.jsonl")});
 
-    std::string const datastores = tool("--format csv datastores");
+    std::string const datastores = tool({"--format", "csv", "datastores"});
     EXPECT_NE(datastores.find("central"), std::string::npos) << datastores;
     EXPECT_NE(datastores.find("odbc PostgreSQL 15."), std::string::npos) << datastores;
 
-    std::string const latest = tool("--format jsonl latest -p cpu");
+    std::string const latest = tool({"--format", "jsonl", "latest", "-p", "cpu"});
     EXPECT_NE(latest.find("\"Hostname\":\"n1\""), std::string::npos) << latest;
     EXPECT_NE(latest.find("\"STDOUT\":\"hot\""), std::string::npos) << latest;
     EXPECT_EQ(latest.find("\"Unique_timestamp\":1700000000000001"), std::string::npos) << latest;

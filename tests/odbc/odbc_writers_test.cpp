@@ -1,9 +1,7 @@
 // Many processes writing into one PostgreSQL database at once while another
 // reads it, as the nodes of a cluster report into a central server.
-#include <sys/types.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,6 +9,7 @@
 
 #include <datastore/datastore.h>
 
+#include "child_process.h"
 #include "odbc_test_support.h"
 #include "sqlite_datastores.h"
 #include "test_support.h"
@@ -18,13 +17,14 @@
 namespace {
 
 using vexa::datastore::Row;
+using vexa::test::ChildProcess;
 
 constexpr int writers = 8;
 constexpr int runs_per_writer = 150;
 
 // The body of writer `w`: its own instance, its own runs; exit status 0
 // when every insert succeeded, else the number that failed (at most 100).
-[[noreturn]] void write_runs(int w, std::string const& source) {
+int write_runs(int w, std::string const& source) {
     int failed = 0;
     try {
         vexa::test::open_odbc("writer", source);
@@ -37,20 +37,16 @@ constexpr int runs_per_writer = 150;
     } catch (...) {
         failed = 100;
     }
-    _exit(failed > 100 ? 100 : failed);
+    return failed > 100 ? 100 : failed;
 }
 
 TEST(OdbcWriters, EightWriterProcessesAndAReaderStoreEveryRowOnceWithoutAnError) {
     std::string const db = vexa::test::fresh_database();
     std::string const source = vexa::test::pg_source(db);
-    std::vector<pid_t> children;
+    std::vector<std::unique_ptr<ChildProcess>> children;
     for (int w = 0; w < writers; ++w) {
-        pid_t const child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            write_runs(w, source);
-        }
-        children.push_back(child);
+        children.push_back(std::make_unique<ChildProcess>(
+            [w, &source](ChildProcess&) { return write_runs(w, source); }));
     }
 
     // The reader: opening while the writers create the schema, then reading
@@ -62,9 +58,10 @@ TEST(OdbcWriters, EightWriterProcessesAndAReaderStoreEveryRowOnceWithoutAnError)
     std::vector<int> statuses(writers, -1);
     for (int running = writers; running > 0;) {
         for (int w = 0; w < writers; ++w) {
-            int status = 0;
-            if (statuses[w] == -1 && waitpid(children[w], &status, WNOHANG) == children[w]) {
-                statuses[w] = WIFEXITED(status) ? WEXITSTATUS(status) : 255;
+            std::optional<int> const status =
+                statuses[w] == -1 ? children[w]->finished() : std::nullopt;
+            if (status) {
+                statuses[w] = *status == -1 ? 255 : *status;
                 --running;
             }
         }

@@ -1,10 +1,27 @@
 #include "output/progress.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "output/terminal.h"
 
 namespace vexa::tool {
+
+namespace {
+
+// How long a job runs before its progress shows: a second. The variable
+// VEXA_PROGRESS_DELAY_MS is a test setting, so that a test sees the line
+// without a job that runs that long.
+std::chrono::milliseconds delay_before_showing() {
+    static std::chrono::milliseconds const delay = [] {
+        char const* text = std::getenv("VEXA_PROGRESS_DELAY_MS");
+        return text != nullptr ? std::chrono::milliseconds(std::atol(text))
+                               : std::chrono::milliseconds(1000);
+    }();
+    return delay;
+}
+
+}  // namespace
 
 Progress::Progress(std::string label, std::size_t total)
     : label_(std::move(label)), total_(total), enabled_(stderr_is_terminal()) {}
@@ -18,7 +35,7 @@ Progress::~Progress() {
 
 void Progress::update(std::size_t done) {
     auto now = Clock::now();
-    if (!enabled_ || now - start_ < std::chrono::seconds(1) ||
+    if (!enabled_ || now - start_ < delay_before_showing() ||
         (drawn_ && now - last_draw_ < std::chrono::milliseconds(100))) {
         return;
     }

@@ -1,5 +1,6 @@
-// A forked child process that a test talks to one byte at a time, for
-// writers killed in mid-work and readers running beside a writer.
+// A forked child process that runs test code of this program, talking to
+// the test one byte at a time, for writers killed in mid-work and readers
+// running beside a writer. Other programs are run with program.h.
 //
 //   ChildProcess reader([](ChildProcess& self) {
 //       self.send('r');       // to the parent
@@ -11,8 +12,8 @@
 //
 // Fork before this process opens the database the child uses: SQLite's
 // record of which files a process holds open must not cross a fork.
-#ifndef VEXA_TESTS_CHILD_PROCESS_H_
-#define VEXA_TESTS_CHILD_PROCESS_H_
+#ifndef VEXA_TESTS_SUPPORT_CHILD_PROCESS_H_
+#define VEXA_TESTS_SUPPORT_CHILD_PROCESS_H_
 
 #include <signal.h>
 #include <sys/types.h>
@@ -20,6 +21,7 @@
 #include <unistd.h>
 
 #include <functional>
+#include <optional>
 #include <stdexcept>
 
 namespace vexa::test {
@@ -80,6 +82,16 @@ class ChildProcess {
         }
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
+    // Parent side: the child's exit status once it has ended (-1 when it did
+    // not exit normally), nullopt while it runs; never waits.
+    std::optional<int> finished() {
+        int status = 0;
+        if (waitpid(pid_, &status, WNOHANG) != pid_) {
+            return std::nullopt;
+        }
+        pid_ = -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
     // Parent side: kills the child at once (SIGKILL) and reaps it.
     void kill() {
         ::kill(pid_, SIGKILL);
@@ -93,6 +105,12 @@ class ChildProcess {
     bool in_child_ = false;
 };
 
+// Runs `body` in a child process and returns its exit status (-1 when it
+// did not exit normally, 99 when it threw).
+inline int in_child_process(std::function<int()> const& body) {
+    return ChildProcess([&body](ChildProcess&) { return body(); }).wait();
+}
+
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_CHILD_PROCESS_H_
+#endif  // VEXA_TESTS_SUPPORT_CHILD_PROCESS_H_

@@ -1,17 +1,18 @@
 // A headless Chromium driven through its DevTools protocol over a pipe, with
 // every network route closed: the tests open pages from disk and watch what
 // they request.
-#ifndef VEXA_TESTS_MONITORING_HEADLESS_BROWSER_H_
-#define VEXA_TESTS_MONITORING_HEADLESS_BROWSER_H_
-
-#include <sys/types.h>
+#ifndef VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_
+#define VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_
 
 #include <chrono>
 #include <deque>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "program.h"
 
 namespace vexa::test {
 
@@ -47,7 +48,7 @@ class HeadlessBrowser {
     void wait_for_event(std::string const& method);
     void note(nlohmann::json const& event);
 
-    pid_t pid_ = -1;
+    std::optional<Program> browser_;
     int to_browser_ = -1;
     int from_browser_ = -1;
     std::string buffer_;
@@ -62,4 +63,4 @@ std::string base64_decoded(std::string const& text);
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_MONITORING_HEADLESS_BROWSER_H_
+#endif  // VEXA_TESTS_SUPPORT_HEADLESS_BROWSER_H_

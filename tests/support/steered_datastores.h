@@ -3,8 +3,8 @@
 // registration, for the front-end suites. Each instance is steered by its source parameters, e.g.
 //   register_steered("a", "row=p/h/5|row=p/h/9");
 //   register_steered("b", "code=512");
-#ifndef VEXA_TESTS_STEERED_DATASTORES_H_
-#define VEXA_TESTS_STEERED_DATASTORES_H_
+#ifndef VEXA_TESTS_SUPPORT_STEERED_DATASTORES_H_
+#define VEXA_TESTS_SUPPORT_STEERED_DATASTORES_H_
 
 #include <gtest/gtest.h>
 
@@ -61,4 +61,4 @@ protected:
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_STEERED_DATASTORES_H_
+#endif  // VEXA_TESTS_SUPPORT_STEERED_DATASTORES_H_

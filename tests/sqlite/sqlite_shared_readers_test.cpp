@@ -16,6 +16,7 @@
 
 #include <datastore/datastore.h>
 
+#include "child_process.h"
 #include "sqlite_datastores.h"
 #include "test_support.h"
 

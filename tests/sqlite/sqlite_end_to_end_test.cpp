@@ -3,12 +3,11 @@
 // through execute_ioctl and read back through every query function.
 #include <libxml/parser.h>
 #include <libxml/tree.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -18,6 +17,7 @@
 
 #include <datastore/datastore.h>
 
+#include "child_process.h"
 #include "sqlite_datastores.h"
 #include "test_support.h"
 
@@ -295,9 +295,7 @@ TEST_F(SqliteEndToEnd, ReaderProcessQueriesWhileWriterProcessInserts) {
     DataStoreParseUtility::clear_db_vector();  // no connection may cross the fork
     constexpr int kRows = 1500;
 
-    pid_t const writer = fork();
-    ASSERT_GE(writer, 0);
-    if (writer == 0) {
+    vexa::test::ChildProcess writer([&file](vexa::test::ChildProcess&) {
         int code = 0;
         try {
             vexa::test::open_sqlite("writer", sqlite_params(file, false));
@@ -310,18 +308,19 @@ TEST_F(SqliteEndToEnd, ReaderProcessQueriesWhileWriterProcessInserts) {
         } catch (...) {
             code = 3;
         }
-        _exit(code);
-    }
+        return code;
+    });
 
     vexa::test::open_sqlite("reader", sqlite_params(file, true));
     auto const deadline = std::chrono::steady_clock::now() + std::chrono::seconds(120);
     std::size_t last_count = 0;
     int reads = 0;
     int partial_reads = 0;  // reads that met the writer half-way
-    int writer_status = -1;
+    std::optional<int> writer_status;
     std::vector<Row> rows;
     for (bool writer_done = false; !writer_done;) {
-        writer_done = waitpid(writer, &writer_status, WNOHANG) == writer;
+        writer_status = writer.finished();
+        writer_done = writer_status.has_value();
         rows.clear();
         int const code = vexa::test::select_query("reader", "SELECT * FROM vexa_1", rows);
         ASSERT_EQ(code, 0) << "read " << reads;
@@ -330,15 +329,14 @@ TEST_F(SqliteEndToEnd, ReaderProcessQueriesWhileWriterProcessInserts) {
         ++reads;
         partial_reads += last_count > 0 && last_count < kRows ? 1 : 0;
         if (std::chrono::steady_clock::now() > deadline) {
-            kill(writer, SIGKILL);
-            waitpid(writer, &writer_status, 0);
+            writer.kill();
             FAIL() << "the writer did not finish in time";
         }
     }
 
     EXPECT_GT(partial_reads, 0);
-    ASSERT_TRUE(WIFEXITED(writer_status));
-    EXPECT_EQ(WEXITSTATUS(writer_status), 0);
+    ASSERT_NE(*writer_status, -1) << "the writer did not exit normally";
+    EXPECT_EQ(*writer_status, 0);
     ASSERT_EQ(rows.size(), static_cast<std::size_t>(kRows));
     std::set<std::int64_t> stamps;
     for (Row const& row : rows) {

@@ -2,31 +2,29 @@
 // `check` as a monitoring plug-in, `metrics` read by promtool, and the page
 // of `report` opened in a headless Chromium without a network.
 #include <dirent.h>
-#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <ctime>
-#include <iostream>
 #include <map>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include <datastore/datastore.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include "headless_browser.h"
+#include "large_cluster.h"
 #include "program.h"
 #include "test_support.h"
 
 namespace {
 
 using nlohmann::json;
+using vexa::test::fill_large_cluster;
 using vexa::test::HeadlessBrowser;
 using vexa::test::ProgramOutcome;
 using vexa::test::read_file;
@@ -92,7 +90,12 @@ class MonitoringCommands : public ::testing::Test {
 
     ProgramOutcome run(std::vector<std::string> args, std::string const& input = "") {
         args.insert(args.begin(), VEXA_TOOL);
-        return run_program(args, {{"HOME", home_}, {"TZ", "UTC"}, {"USER", "tester"}}, input);
+        return run_program({args,
+                            {{"HOME", home_},
+                             {"TZ", "UTC"},
+                             {"USER", "tester"},
+                             {"VEXA_DATASTORE_CONFIG", ""}},
+                            input});
     }
 
     // Stores `results` through the tool's insert command.
@@ -262,7 +265,7 @@ TEST_F(MonitoringCommands, MetricsPassPromtoolAndHoldTheLatestResults) {
     auto outcome = run({"metrics"});
     ASSERT_EQ(0, outcome.status) << outcome.err;
     EXPECT_EQ("", outcome.err);
-    auto promtool = run_program({"promtool", "check", "metrics"}, {}, outcome.out);
+    auto promtool = run_program({{"promtool", "check", "metrics"}, {}, outcome.out});
     EXPECT_EQ(0, promtool.status) << promtool.out << promtool.err;
     EXPECT_EQ("", promtool.out + promtool.err);
     EXPECT_EQ(expected_samples(), samples_of(outcome.out));
@@ -362,7 +365,7 @@ TEST_F(MonitoringCommands, MetricsOfTheDatastoresThatOpenedAreWrittenAndTheOther
              "vexa_datastore_up{datastore=\"good\"} 1",
              "vexa_datastore_up{datastore=\"broken\"} 0"}),
         samples_of(outcome.out));
-    auto promtool = run_program({"promtool", "check", "metrics"}, {}, outcome.out);
+    auto promtool = run_program({{"promtool", "check", "metrics"}, {}, outcome.out});
     EXPECT_EQ(0, promtool.status) << promtool.out << promtool.err;
 
     auto check = run({"--config", config, "check"});
@@ -467,92 +470,19 @@ TEST_F(MonitoringCommands, ReportCellsAreReachedByKeyboardAndDescribeTheResult) 
                       "node3 \u00b7 disk_usage\n\u2713 passed"));
 }
 
-// A datastore of `hosts` x `providers` latest results, written straight
-// into the SQLite file that the tool created: one result in 97 failed, one
-// in 89 is two hours old, one pair in 101 never reported.
-std::map<std::string, int> fill_large_cluster(std::string const& path, int hosts, int providers) {
-    sqlite3* db = nullptr;
-    EXPECT_EQ(SQLITE_OK, sqlite3_open(path.c_str(), &db));
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr));
-    sqlite3_stmt* insert = nullptr;
-    EXPECT_EQ(SQLITE_OK,
-              sqlite3_prepare_v2(db,
-                                 ("INSERT INTO " + vexa::datastore::table_name +
-                                  " (Provider, Hostname, num_nodes, node_names, Exit_status, "
-                                  "Timestamp, Duration, Encoding, STDOUT, STDERR, OptionID, "
-                                  "version, Username, Unique_timestamp) VALUES (?, ?, 1, ?, ?, "
-                                  "?, 0.5, 0, ?, '', 'default', 1, 'tester', ?)")
-                                     .c_str(),
-                                 -1, &insert, nullptr));
-    std::map<std::string, int> cells;
-    std::int64_t unique = 0;
-    for (int h = 1; h <= hosts; ++h) {
-        std::string const host = "node" + std::to_string(h);
-        for (int p = 0; p < providers; ++p) {
-            int const n = h * providers + p;
-            if (n % 101 == 0) {
-                ++cells["never"];
-                continue;
-            }
-            bool const failed = n % 97 == 0;
-            bool const stale = n % 89 == 0;
-            ++cells[stale ? "stale" : failed ? "failed" : "passed"];
-            std::string const provider = "provider_" + std::to_string(p);
-            std::string const output = "load average: 0." + std::to_string(n % 100) + " on " + host;
-            std::int64_t const time = kNow - (stale ? 7200 : 60);
-            sqlite3_bind_text(insert, 1, provider.c_str(), -1, SQLITE_TRANSIENT);
-            sqlite3_bind_text(insert, 2, host.c_str(), -1, SQLITE_TRANSIENT);
-            sqlite3_bind_text(insert, 3, host.c_str(), -1, SQLITE_TRANSIENT);
-            sqlite3_bind_int(insert, 4, failed ? 2 : 0);
-            sqlite3_bind_int64(insert, 5, time);
-            sqlite3_bind_text(insert, 6, output.c_str(), -1, SQLITE_TRANSIENT);
-            sqlite3_bind_int64(insert, 7, time * 1000000 + ++unique);
-            EXPECT_EQ(SQLITE_DONE, sqlite3_step(insert));
-            sqlite3_reset(insert);
-        }
-    }
-    sqlite3_finalize(insert);
-    EXPECT_EQ(SQLITE_OK, sqlite3_exec(db, "COMMIT", nullptr, nullptr, nullptr));
-    sqlite3_close(db);
-    return cells;
-}
-
-TEST_F(MonitoringCommands, ReportOfTwoThousandHostsByFiftyProvidersRendersWithinTwoSeconds) {
+// The time until the grid is on screen is a figure of vexa-bench.
+TEST_F(MonitoringCommands, ReportOfTwoThousandHostsByFiftyProvidersShowsEveryCell) {
     // The tool creates the datastore with its tables and index; the bulk of
     // the results goes in directly, in one transaction.
     store({{"provider_0", "node1", 0, 60, "created by the tool"}});
-    auto cells = fill_large_cluster(database(), 2000, 50);
+    auto cells = fill_large_cluster(database(), 2000, 50, kNow);
     std::string const page = file("large.html");
-    auto const start = std::chrono::steady_clock::now();
     auto outcome = run({"report", "--html", page});
-    double const written =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     ASSERT_EQ(0, outcome.status) << outcome.err;
-    std::size_t const size = read_file(page).size();
 
     TempDir profile;
     HeadlessBrowser browser(profile.path(), 1200, 900);
-    std::vector<double> rendered;
-    for (int attempt = 0; attempt < 4; ++attempt) {
-        browser.open("file://" + page);
-        // The page marks the first frame that shows its grid; in
-        // milliseconds since the navigation started.
-        rendered.push_back(
-            browser
-                .evaluate("new Promise(function wait(done) { const mark = "
-                          "performance.getEntriesByName('vexa-report-painted')[0]; mark ? "
-                          "done(mark.startTime) : setTimeout(() => wait(done), 10); })")
-                .get<double>());
-    }
-    // The first load also fills the file cache; the best of the next three
-    // is what a user sees on a machine that is not busy.
-    double const best = *std::min_element(rendered.begin() + 1, rendered.end());
-    std::cout << "report of 2000 hosts x 50 providers: " << size << " bytes, written in " << written
-              << " s, grid on screen after " << rendered.front() << " ms (first load), " << best
-              << " ms (best of three more)\n";
-    RecordProperty("page_bytes", static_cast<int>(size));
-    RecordProperty("first_render_ms", static_cast<int>(best));
-    EXPECT_LT(best, 2000.0);
+    browser.open("file://" + page);
     // The tool's own result on node1 is older than the one stored after it.
     json const expected{{"failed", std::to_string(cells["failed"])},
                         {"stale", std::to_string(cells["stale"])},

@@ -2,8 +2,8 @@
 // records every query text that reaches select() and answers with canned
 // rows, so the dispatch and the composed SQL can be observed without a
 // database.
-#ifndef VEXA_TESTS_RECORDING_EXTENSION_H_
-#define VEXA_TESTS_RECORDING_EXTENSION_H_
+#ifndef VEXA_TESTS_SUPPORT_RECORDING_EXTENSION_H_
+#define VEXA_TESTS_SUPPORT_RECORDING_EXTENSION_H_
 
 #include <functional>
 #include <map>
@@ -59,4 +59,4 @@ class RecordingExtension : public datastore::interface {
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_RECORDING_EXTENSION_H_
+#endif  // VEXA_TESTS_SUPPORT_RECORDING_EXTENSION_H_

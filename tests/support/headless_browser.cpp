@@ -3,17 +3,12 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <map>
 #include <stdexcept>
-#include <thread>
-
-extern char** environ;
 
 namespace vexa::test {
 
@@ -47,25 +42,16 @@ HeadlessBrowser::HeadlessBrowser(std::string const& profile_dir, int width, int 
     signal(SIGPIPE, SIG_IGN);
     int commands[2];
     int answers[2];
-    if (pipe(commands) != 0 || pipe(answers) != 0) {
+    if (pipe2(commands, O_CLOEXEC) != 0 || pipe2(answers, O_CLOEXEC) != 0) {
         throw browser_error(std::string("pipe: ") + std::strerror(errno));
     }
+    to_browser_ = commands[1];
+    from_browser_ = answers[0];
     std::string const log = profile_dir + "/chromium.log";
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_adddup2(&actions, 1, 2);
-    // The protocol pipe: the browser reads commands on 3, answers on 4.
-    posix_spawn_file_actions_adddup2(&actions, commands[0], 3);
-    posix_spawn_file_actions_adddup2(&actions, answers[1], 4);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    // Its own process group, so that its helper processes can be ended with it.
-    posix_spawnattr_setpgroup(&attributes, 0);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    int const log_fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
 
-    std::vector<std::string> arguments{
+    ProgramRun run;
+    run.arguments = {
         "chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
         "--no-first-run", "--disable-background-networking", "--disable-component-update",
         "--disable-sync", "--disable-extensions", "--user-data-dir=" + profile_dir,
@@ -75,22 +61,23 @@ HeadlessBrowser::HeadlessBrowser(std::string const& profile_dir, int width, int 
         "--host-resolver-rules=MAP * ~NOTFOUND", "--proxy-server=127.0.0.1:9",
         "--proxy-bypass-list=<-loopback>",
         "--window-size=" + std::to_string(width) + "," + std::to_string(height), "about:blank"};
-    std::vector<char*> argv;
-    for (auto& argument : arguments) {
-        argv.push_back(argument.data());
+    // The protocol pipe: the browser reads commands on 3, answers on 4.
+    run.descriptors = {{1, log_fd}, {3, commands[0]}, {4, answers[1]}};
+    run.error_into_output = true;
+    // Its own process group, so that its helper processes can be ended with it.
+    run.own_process_group = true;
+    auto close_the_browsers_ends = [&] {
+        for (int fd : {log_fd, commands[0], answers[1]}) {
+            close(fd);
+        }
+    };
+    try {
+        browser_.emplace(run);
+    } catch (std::exception const& error) {
+        close_the_browsers_ends();
+        throw browser_error(error.what());
     }
-    argv.push_back(nullptr);
-    int rc = posix_spawnp(&pid_, "chromium", &actions, &attributes, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    posix_spawnattr_destroy(&attributes);
-    close(commands[0]);
-    close(answers[1]);
-    to_browser_ = commands[1];
-    from_browser_ = answers[0];
-    if (rc != 0) {
-        pid_ = -1;
-        throw browser_error(std::string("cannot start chromium: ") + std::strerror(rc));
-    }
+    close_the_browsers_ends();
     auto target = call("Target.createTarget", {{"url", "about:blank"}}, false);
     auto attached = call("Target.attachToTarget",
                          {{"targetId", target.at("targetId")}, {"flatten", true}}, false);
@@ -102,24 +89,13 @@ HeadlessBrowser::HeadlessBrowser(std::string const& profile_dir, int width, int 
 }
 
 HeadlessBrowser::~HeadlessBrowser() {
-    if (pid_ > 0) {
+    if (browser_) {
         try {
             call("Browser.close", json::object(), false);
         } catch (std::exception const&) {
             // Ended below in any case.
         }
-        auto const deadline = Clock::now() + std::chrono::seconds(10);
-        int status = 0;
-        while (waitpid(pid_, &status, WNOHANG) == 0) {
-            if (Clock::now() > deadline) {
-                kill(-pid_, SIGKILL);
-                waitpid(pid_, &status, 0);
-                break;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        // Helpers that outlive the browser process.
-        kill(-pid_, SIGKILL);
+        browser_->stop(std::chrono::seconds(10));
     }
     close(to_browser_);
     close(from_browser_);

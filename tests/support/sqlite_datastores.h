@@ -2,17 +2,13 @@
 // libsqlite.so, control calls by instance name, provider runs with every
 // member set, and looks at a database file from outside the library (a plain
 // SQLite connection and the sqlite3 command-line program).
-#ifndef VEXA_TESTS_SQLITE_DATASTORES_H_
-#define VEXA_TESTS_SQLITE_DATASTORES_H_
+#ifndef VEXA_TESTS_SUPPORT_SQLITE_DATASTORES_H_
+#define VEXA_TESTS_SUPPORT_SQLITE_DATASTORES_H_
 
 #include <sqlite3.h>
-#include <sys/types.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <functional>
 #include <memory>
 #include <stdexcept>
@@ -24,6 +20,7 @@
 #include <datastore/datastore.h>
 #include <util/str.h>
 
+#include "program.h"
 #include "test_support.h"
 
 namespace vexa::test {
@@ -220,35 +217,13 @@ inline std::vector<std::string> contents_of(std::string const& file) {
 // returns its exit status and puts what it printed (both streams) in
 // `output`.
 inline int run_sqlite3_program(std::string const& db, std::string const& sql, std::string& output) {
-    TempDir scratch;
-    write_file(scratch.file("input.sql"), sql);
-    std::string const command = "sqlite3 -batch '" + db + "' < '" + scratch.file("input.sql") +
-                                "' > '" + scratch.file("output.txt") + "' 2>&1";
-    int const status = std::system(command.c_str());
-    output = read_file(scratch.file("output.txt"));
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-// Runs `body` in a child process and returns its exit status (-1 when it
-// did not exit normally). The child leaves with _exit, so nothing of this
-// process's state is torn down twice.
-inline int in_child_process(std::function<int()> const& body) {
-    pid_t const child = fork();
-    if (child == 0) {
-        int code = 99;
-        try {
-            code = body();
-        } catch (...) {
-        }
-        _exit(code);
-    }
-    int status = 0;
-    if (child < 0 || waitpid(child, &status, 0) != child) {
-        return -1;
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    ProgramRun run{{"sqlite3", "-batch", db}, {}, sql};
+    run.error_into_output = true;
+    ProgramOutcome const outcome = run_program(run);
+    output = outcome.out;
+    return outcome.status;
 }
 
 }  // namespace vexa::test
 
-#endif  // VEXA_TESTS_SQLITE_DATASTORES_H_
+#endif  // VEXA_TESTS_SUPPORT_SQLITE_DATASTORES_H_
