@@ -33,7 +33,7 @@ using vexa::test::SteeredProbe;
 using Results = std::vector<std::pair<std::string, int>>;
 
 class LibraryLoading : public ::testing::Test {
-protected:
+  protected:
     std::shared_ptr<DataStoreController> controller =
         DataStoreController::createDataStoreController().lock();
     vexa::test::ScopedLogLevel log_level{4};
@@ -81,10 +81,10 @@ TEST_F(LibraryLoading, ResultIsIndexedByTheCountOfNewlyLoadedLibraries) {
     ASSERT_FALSE(SteeredProbe::is_loaded(shared));
     ASSERT_FALSE(SteeredProbe::is_loaded(other));
 
-    Results results = controller->load({plugin_config(shared, "index_a"),
-                                        plugin_config(shared, "index_b"),
-                                        plugin_config(other, "index_c")},
-                                       loaded);
+    Results results =
+        controller->load({plugin_config(shared, "index_a"), plugin_config(shared, "index_b"),
+                          plugin_config(other, "index_c")},
+                         loaded);
 
     EXPECT_EQ(results, (Results{{shared, 0}, {other, 0}, {other, 1}}));
     ASSERT_EQ(loaded.size(), 3u);
@@ -136,6 +136,32 @@ TEST_F(LibraryLoading, LibraryWithoutDestroyIsClosedAndRefused) {
     EXPECT_EQ(message, "Unable to find destroy handle for " + path);
     EXPECT_EQ(log, "");
     EXPECT_FALSE(SteeredProbe::is_loaded(path));
+}
+
+TEST_F(LibraryLoading, LibraryOfAnotherInterfaceVersionIsClosedAndRefused) {
+    std::string const path = VEXA_PLUGIN_OTHER_INTERFACE_VERSION_PLUGIN;
+    std::string const other = std::to_string(PLUGIN_INTERFACE_VERSION + 1);
+    std::string const ours = std::to_string(PLUGIN_INTERFACE_VERSION);
+
+    auto [message, log] = load_failure({plugin_config(path, "other_version")});
+
+    EXPECT_EQ(message, "unable to load datastore extension " + path);
+    EXPECT_EQ(log, "error opening extension library " + path + ": '" + path +
+                       ": built for plug-in interface version " + other +
+                       ", this library has version " + ours + "'\n");
+    EXPECT_FALSE(SteeredProbe::is_loaded(path));
+}
+
+TEST(PluginInterfaceVersion, ThisProjectsPluginsSayTheVersionTheyWereBuiltFor) {
+    for (std::string const path : {VEXA_SQLITE_PLUGIN, VEXA_ODBC_PLUGIN}) {
+        void* handle = dlopen(path.c_str(), RTLD_LAZY);
+        ASSERT_NE(handle, nullptr) << dlerror();
+        auto version =
+            reinterpret_cast<unsigned (*)()>(dlsym(handle, PLUGIN_INTERFACE_VERSION_SYMBOL));
+        ASSERT_NE(version, nullptr) << path;
+        EXPECT_EQ(version(), PLUGIN_INTERFACE_VERSION) << path;
+        dlclose(handle);
+    }
 }
 
 TEST_F(LibraryLoading, FailureKeepsTheLibrariesLoadedBeforeIt) {
