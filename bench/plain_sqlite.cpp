@@ -37,7 +37,6 @@ std::vector<std::string> split_names(std::string const& joined) {
     }
 }
 
-
 void bind_text(sqlite3_stmt* stmt, int index, std::string const& text) {
     sqlite3_bind_text(stmt, index, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
 }

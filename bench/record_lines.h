@@ -15,8 +15,7 @@ namespace vexa::bench {
 // datastore::first_stored_column without) as one CSV line ending in "\n":
 // texts double-quoted, node names joined with ",", Encoding as its number,
 // Duration as `duration` writes it.
-std::string csv_line(datastore::Row const& row, std::size_t first,
-                     std::string (*duration)(double));
+std::string csv_line(datastore::Row const& row, std::size_t first, std::string (*duration)(double));
 
 // The stored columns of `row` as the JSON object `vexa-datastore insert`
 // reads: node names as an array, Encoding as its number.

@@ -20,7 +20,7 @@ class DataStoreExtension;
 // call locks its own weak handle); load(), open() and close() change the
 // controller's maps and need external synchronisation with every other call.
 class VEXA_DATASTORE_EXPORT DataStoreController {
-public:
+  public:
     class Impl;
 
     DataStoreController();
@@ -60,7 +60,7 @@ public:
     // Sole owner of the controller; released with the library's static data.
     static std::shared_ptr<DataStoreController> ref_ptr;
 
-private:
+  private:
     std::unique_ptr<Impl> impl_;
 };
 

@@ -52,7 +52,7 @@ struct InsertRequest {
 // own, so control() may then be called from several threads at once; any
 // other plug-in states what it allows.
 class VEXA_DATASTORE_EXPORT DataStoreExtension {
-public:
+  public:
     // Result codes of control() and of open_instance().
     static constexpr int OPERATION_SUCCESSFULL = 0;
     static constexpr int OPERATION_UNSUCCESSFULL = 1;
@@ -72,14 +72,14 @@ public:
     // location, mode) for tools; the library itself never calls it.
     virtual std::string describe() const = 0;
 
-protected:
+  protected:
     std::uint64_t extension_word_front = 0;  // the plug-in's own; never touched here
 
-public:
+  public:
     // Set by the controller before open_instance() is called.
     std::string instance_name;
 
-protected:
+  protected:
     std::uint64_t extension_word_back = 0;  // the plug-in's own; never touched here
 };
 
@@ -89,7 +89,7 @@ protected:
 // Thread safety: control() takes no lock of its own; it is as safe to call
 // from several threads as the plug-in's select() and insert() are.
 class VEXA_DATASTORE_EXPORT interface : public DataStoreExtension {
-public:
+  public:
     interface();
     ~interface() override;
 
@@ -109,12 +109,12 @@ public:
                         std::map<std::string, int> const& fields);
     // Replaces `out` with the latest row per provider, host and option of
     // `providers`, limited to `hosts` when not empty.
-    virtual bool get_latest_rows_provider(std::vector<std::string> providers,
-                                          std::vector<Row>& out, std::vector<std::string> hosts);
+    virtual bool get_latest_rows_provider(std::vector<std::string> providers, std::vector<Row>& out,
+                                          std::vector<std::string> hosts);
     // Replaces `out` with the rows of `providers` (and `hosts`) that carry the
     // greatest unique time stamp of the whole view.
-    virtual bool get_latest_collect_rows(std::vector<std::string> providers,
-                                         std::vector<Row>& out, std::vector<std::string> hosts);
+    virtual bool get_latest_collect_rows(std::vector<std::string> providers, std::vector<Row>& out,
+                                         std::vector<std::string> hosts);
 
     // Appends " (column IN ('v1','v2') )" to `where` (joined by " AND " when
     // `where` is not empty). Returns false, leaving `where` alone, when
@@ -124,7 +124,7 @@ public:
     static bool generate_where_clause(std::vector<std::string> values, std::string column,
                                       std::string& where);
 
-protected:
+  protected:
     // The steps of the two latest-row reads: false when not ready, `out`
     // cleared, false without a query when `providers` is empty, the host
     // filter left out when `hosts` is empty, then `head` + the where clause

@@ -20,8 +20,8 @@ class DataStoreExtension;
 
 // Told each datastore's result by execute_ioctl: (result code, opcode,
 // datastore handle, output pointer, extra pointer).
-using ResultCallback = void (*)(int, unsigned short, std::weak_ptr<DataStoreExtension>,
-                                void const*, void const*);
+using ResultCallback = void (*)(int, unsigned short, std::weak_ptr<DataStoreExtension>, void const*,
+                                void const*);
 
 // Runs `opcode` on the named datastores in turn, reporting each result to
 // `callback` (may be null), until one succeeds. Returns 1 when one did, else 0.
@@ -39,8 +39,7 @@ VEXA_DATASTORE_EXPORT bool execControl(unsigned short opcode, ReadParameters con
 
 // Runs the complete query text `query` everywhere.
 VEXA_DATASTORE_EXPORT bool select_data(std::string query, std::vector<Row>& rows,
-                                       std::map<std::string, int> const& fields,
-                                       bool flag = false);
+                                       std::map<std::string, int> const& fields, bool flag = false);
 // The rows of `providers`, under the selection text `selection` when it is
 // not blank.
 VEXA_DATASTORE_EXPORT bool select_provider_data(std::vector<std::string> providers,

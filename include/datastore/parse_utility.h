@@ -22,7 +22,7 @@ namespace vexa::datastore {
 // synchronisation with every other use of them. Reading configuration files
 // keeps no state and may run from several threads at once.
 class VEXA_DATASTORE_EXPORT DataStoreParseUtility {
-public:
+  public:
     // --- configuration files -------------------------------------------------
 
     // Builds the record of one group entry from the datastore configuration

@@ -56,9 +56,9 @@ extern VEXA_DATASTORE_EXPORT const std::map<std::string, int> column_index_map;
 // Level name to syslog priority, "alert" 1 to "debug" 7; no entry for 0.
 extern VEXA_DATASTORE_EXPORT const std::map<std::string, int> log_level_map;
 // Severity name to (lowest score, highest score, enumerator), on 0 to 100.
-extern VEXA_DATASTORE_EXPORT const std::map<std::string,
-                                            std::tuple<int, int, postprocessor::Severity>>
-    severity_map;
+extern VEXA_DATASTORE_EXPORT const
+    std::map<std::string, std::tuple<int, int, postprocessor::Severity>>
+        severity_map;
 extern VEXA_DATASTORE_EXPORT const std::map<std::string, provider::encoding> encoding_map;
 extern VEXA_DATASTORE_EXPORT const std::map<std::string, nodelist_method_t> nodelist_method_map;
 extern VEXA_DATASTORE_EXPORT const std::map<std::string, ScaleType> scale_type_map;

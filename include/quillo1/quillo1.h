@@ -17,7 +17,7 @@ namespace quillo1 {
 
 // Thread safety: one thread at a time; callers sharing a connection lock it.
 class VEXA_DATASTORE_EXPORT Connection {
-public:
+  public:
     explicit Connection(::sqlite3* db);
     ~Connection();
 
@@ -31,7 +31,7 @@ public:
 
     std::string const& lastError() const { return last_error_; }
 
-private:
+  private:
     ::sqlite3* db_;
     std::string last_error_;
 };
@@ -45,7 +45,7 @@ VEXA_DATASTORE_EXPORT int newConnection(std::string const& file, int flags, Conn
 // Thread safety: as the object it holds.
 template <class T>
 class AutoPtr {
-public:
+  public:
     explicit AutoPtr(T* p = nullptr) : p_(p) {}
     ~AutoPtr() { delete p_; }
 
@@ -65,7 +65,7 @@ public:
         }
     }
 
-private:
+  private:
     T* p_;
 };
 

@@ -23,7 +23,7 @@ extern VEXA_DATASTORE_EXPORT int LOG_OUTPUT;
 // Thread safety: one object belongs to one thread; objects of several threads
 // may write at once. LOG_LEVEL and LOG_OUTPUT are set before threads start.
 class VEXA_DATASTORE_EXPORT ErrorLog {
-public:
+  public:
     // The source position is accepted for the caller's convenience and not
     // written: messages carry only the text written into stream().
     ErrorLog(char const* file, char const* function, unsigned int line, int level);
@@ -35,7 +35,7 @@ public:
 
     std::stringstream& stream();
 
-private:
+  private:
     std::stringstream stream_;
     int level_;
 };

@@ -49,9 +49,9 @@ std::string ascii_lower(std::string text) {
 }
 
 bool ascii_iequals(std::string_view a, std::string_view b) {
-    return a.size() == b.size() &&
-           std::equal(a.begin(), a.end(), b.begin(),
-                      [](char x, char y) { return ascii_lower_char(x) == ascii_lower_char(y); });
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return ascii_lower_char(x) == ascii_lower_char(y);
+           });
 }
 
 std::string squeeze(std::string text, char c) {

@@ -54,21 +54,21 @@ void expect_fallback(std::vector<DataStoreConfig> const& configs) {
 
 // Sets the installation directory for the life of the object.
 class ScopedInstallPath {
-public:
+  public:
     explicit ScopedInstallPath(std::string const& path)
         : saved_(DataStoreParseUtility::default_install_path) {
         EXPECT_TRUE(DataStoreParseUtility::set_default_install_path(path));
     }
     ~ScopedInstallPath() { DataStoreParseUtility::default_install_path = saved_; }
 
-private:
+  private:
     std::string saved_;
 };
 
 // Points the parser at a temporary installation directory with an empty
 // etc/datastore.
 class ConfigParserTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { std::filesystem::create_directories(config_dir()); }
 
     std::string config_dir() const { return root_ + "/etc/datastore"; }
@@ -79,8 +79,8 @@ protected:
 
     // The records of a group document given as text.
     std::vector<DataStoreConfig> parse_group(std::string const& text) const {
-        Document document(xmlReadMemory(text.data(), static_cast<int>(text.size()), "group.xml",
-                                        nullptr, 0));
+        Document document(
+            xmlReadMemory(text.data(), static_cast<int>(text.size()), "group.xml", nullptr, 0));
         if (!document) {
             ADD_FAILURE() << "test document does not parse: " << text;
             return {};
@@ -189,9 +189,9 @@ TEST_F(ConfigParserTest, ConfigFileAndPathAreTrimmed) {
     std::filesystem::create_directories(config_dir() + "/cfg");
     vexa::test::write_file(config_dir() + "/cfg/mine.xml",
                            configuration(R"(instance_name="trimmed" )" + kValidAttributes));
-    auto const configs = parse_group(
-        R"(<datastores><group><entry config_path=" cfg " config_file=" mine.xml ">)"
-        R"(libsqlite.so</entry></group></datastores>)");
+    auto const configs =
+        parse_group(R"(<datastores><group><entry config_path=" cfg " config_file=" mine.xml ">)"
+                    R"(libsqlite.so</entry></group></datastores>)");
     ASSERT_EQ(configs.size(), 1u);
     EXPECT_EQ(configs[0].instance_name, "trimmed");
 }
@@ -202,9 +202,9 @@ TEST_F(ConfigParserTest, ConfigPathOfHomeIsNotPrefixedWithTheBase) {
     std::filesystem::create_directories(home.file("cfg"));
     vexa::test::write_file(home.file("cfg/mine.xml"),
                            configuration(R"(instance_name="in_home" )" + kValidAttributes));
-    auto const configs = parse_group(
-        R"(<datastores><group><entry config_path="$HOME/cfg" config_file="mine.xml">)"
-        R"(libsqlite.so</entry></group></datastores>)");
+    auto const configs =
+        parse_group(R"(<datastores><group><entry config_path="$HOME/cfg" config_file="mine.xml">)"
+                    R"(libsqlite.so</entry></group></datastores>)");
     ASSERT_EQ(configs.size(), 1u);
     EXPECT_EQ(configs[0].instance_name, "in_home");
 }
@@ -213,9 +213,9 @@ TEST_F(ConfigParserTest, RelativeConfigPathIsRootedAtTheConfigurationDirectory) 
     std::filesystem::create_directories(config_dir() + "/cfg");
     vexa::test::write_file(config_dir() + "/cfg/mine.xml",
                            configuration(R"(instance_name="in_cfg" )" + kValidAttributes));
-    auto const configs = parse_group(
-        R"(<datastores><group><entry config_path="cfg" config_file="mine.xml">)"
-        R"(libsqlite.so</entry></group></datastores>)");
+    auto const configs =
+        parse_group(R"(<datastores><group><entry config_path="cfg" config_file="mine.xml">)"
+                    R"(libsqlite.so</entry></group></datastores>)");
     ASSERT_EQ(configs.size(), 1u);
     EXPECT_EQ(configs[0].instance_name, "in_cfg");
 }
@@ -234,18 +234,17 @@ struct WalkFault {
 // Keeps the test listing readable: the case's name instead of its bytes.
 void PrintTo(WalkFault const& fault, std::ostream* out) { *out << fault.name; }
 
-class WalkFaultTest : public ConfigParserTest,
-                      public ::testing::WithParamInterface<WalkFault> {};
+class WalkFaultTest : public ConfigParserTest, public ::testing::WithParamInterface<WalkFault> {};
 
 TEST_P(WalkFaultTest, SecondFaultAfterGoodEntryKeepsTheGoodRecord) {
     write_config("good.xml", R"(instance_name="good" )" + kValidAttributes);
     write_config("later.xml", R"(instance_name="later" )" + kValidAttributes);
     vexa::test::ScopedLogLevel level(3);
     vexa::test::StderrCapture capture;
-    auto const configs = parse_group(
-        R"(<datastores><group><entry config_file="good.xml">libsqlite.so</entry>)" +
-        GetParam().faulty_entry +
-        R"(<entry config_file="later.xml">libsqlite.so</entry></group></datastores>)");
+    auto const configs =
+        parse_group(R"(<datastores><group><entry config_file="good.xml">libsqlite.so</entry>)" +
+                    GetParam().faulty_entry +
+                    R"(<entry config_file="later.xml">libsqlite.so</entry></group></datastores>)");
     EXPECT_EQ(capture.text(), GetParam().logged);
     ASSERT_EQ(configs.size(), 1u);
     EXPECT_EQ(configs[0].instance_name, "good");
@@ -274,9 +273,9 @@ TEST_F(ConfigParserTest, WalkMessagesAreErrorLevel) {
     write_config("good.xml", kValidAttributes);
     vexa::test::ScopedLogLevel level(2);
     vexa::test::StderrCapture capture;
-    auto const configs = parse_group(
-        R"(<datastores><group><entry config_file="good.xml">libsqlite.so</entry>)"
-        R"(<entry config_file="">libsqlite.so</entry></group></datastores>)");
+    auto const configs =
+        parse_group(R"(<datastores><group><entry config_file="good.xml">libsqlite.so</entry>)"
+                    R"(<entry config_file="">libsqlite.so</entry></group></datastores>)");
     EXPECT_EQ(capture.text(), "");
     EXPECT_EQ(configs.size(), 1u);
 }
@@ -313,9 +312,10 @@ TEST_F(ConfigParserTest, UnparsableConfigurationFileThrows) {
 TEST_F(ConfigParserTest, FaultyFileAfterGoodEntryThrowsOutOfTheParser) {
     write_config("good.xml", kValidAttributes);
     vexa::test::StderrCapture libxml2_report;
-    EXPECT_EQ(parse_error(R"(<datastores><group><entry config_file="good.xml">libsqlite.so</entry>)"
-                          R"(<entry config_file="bad.xml">libsqlite.so</entry></group></datastores>)"),
-              "Error opening datastore configuration");
+    EXPECT_EQ(
+        parse_error(R"(<datastores><group><entry config_file="good.xml">libsqlite.so</entry>)"
+                    R"(<entry config_file="bad.xml">libsqlite.so</entry></group></datastores>)"),
+        "Error opening datastore configuration");
 }
 
 TEST_F(ConfigParserTest, MissingTypeThrowsTheTypeTextWithNothingAfterTheBlank) {
@@ -366,7 +366,7 @@ TEST_F(ConfigParserTest, SourceTypePiecesAreCaseSensitive) {
 // --- attribute values ----------------------------------------------------------
 
 class ConfigFileTest : public ConfigParserTest {
-protected:
+  protected:
     // The one record read from a file with `attributes`.
     DataStoreConfig read(std::string const& attributes) {
         write_config("one.xml", attributes);
@@ -413,9 +413,10 @@ TEST_F(ConfigFileTest, EveryTypeNameIsAccepted) {
 }
 
 TEST_F(ConfigFileTest, SourceParametersKeepTheirInnerText) {
-    EXPECT_EQ(read(R"(type="sqlite3" source_parameters="source=&quot;/a b/c.db&quot;|read_only=true")")
-                  .source_parameters,
-              "source=\"/a b/c.db\"|read_only=true");
+    EXPECT_EQ(
+        read(R"(type="sqlite3" source_parameters="source=&quot;/a b/c.db&quot;|read_only=true")")
+            .source_parameters,
+        "source=\"/a b/c.db\"|read_only=true");
 }
 
 TEST_F(ConfigParserTest, RootOfAnotherNameGivesOnlyTheEntryFields) {

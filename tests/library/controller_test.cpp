@@ -31,7 +31,6 @@ using Results = std::vector<std::pair<std::string, int>>;
 
 std::string const kSteered = VEXA_PLUGIN_STEERED_PLUGIN;
 
-
 TEST(ControllerSingleton, RepeatedCallsLockToTheSameController) {
     std::weak_ptr<DataStoreController> first = DataStoreController::createDataStoreController();
     std::weak_ptr<DataStoreController> second = DataStoreController::createDataStoreController();
@@ -59,7 +58,7 @@ TEST(ControllerSingleton, HandedOutPointerStaysValidThroughOpenAndClose) {
 }
 
 class Controller : public ::testing::Test {
-protected:
+  protected:
     std::shared_ptr<DataStoreController> controller =
         DataStoreController::createDataStoreController().lock();
     std::vector<DataStoreInstance> opened;

@@ -57,7 +57,7 @@ DataStoreExtension* extension_of(std::string const& name) {
 }
 
 class ExecuteIoctlTest : public vexa::test::RegistryTest {
-protected:
+  protected:
     void SetUp() override { callback_calls.clear(); }
 
     ReadParameters parameters;
@@ -72,8 +72,8 @@ TEST_F(ExecuteIoctlTest, StopsAtTheFirstSuccessAfterReportingEachResult) {
     ScopedLogLevel debug(7);
     StderrCapture err;
 
-    int const result = execute_ioctl({"io_first", "io_second", "io_third"}, OP_SELECT,
-                                     &parameters, &out, &extra, record_call);
+    int const result = execute_ioctl({"io_first", "io_second", "io_third"}, OP_SELECT, &parameters,
+                                     &out, &extra, record_call);
 
     EXPECT_EQ(err.text(), "Operation code 514 failed for io_first\n");
     EXPECT_EQ(result, 1);
@@ -94,8 +94,8 @@ TEST_F(ExecuteIoctlTest, WithoutCallbackStillStopsAtTheFirstSuccess) {
     ScopedLogLevel debug(7);
     StderrCapture err;
 
-    int const result = execute_ioctl({"io_first", "io_second", "io_third"}, OP_SELECT,
-                                     &parameters, &out, nullptr, nullptr);
+    int const result = execute_ioctl({"io_first", "io_second", "io_third"}, OP_SELECT, &parameters,
+                                     &out, nullptr, nullptr);
 
     EXPECT_EQ(err.text(), "Operation code 514 failed for io_first\n");
     EXPECT_EQ(result, 1);
@@ -111,8 +111,8 @@ TEST_F(ExecuteIoctlTest, EveryDatastoreUnsupportedLogsOneLineEachAndReturnsZero)
     StderrCapture err;
 
     // The plain datastore answers an unknown opcode with 512 as well.
-    int const unknown = execute_ioctl({"io_coded", "io_plain"}, 600, &parameters, &out, nullptr,
-                                      record_call);
+    int const unknown =
+        execute_ioctl({"io_coded", "io_plain"}, 600, &parameters, &out, nullptr, record_call);
     SQLParameters sql;
     sql.query = "SELECT 1";
     parameters.sql = &sql;
@@ -193,8 +193,7 @@ TEST_F(ExecuteIoctlTest, ACallbackThatThrowsOnSuccessMovesOnToTheNextDatastore) 
     int const result = execute_ioctl({"io_first_good", "io_second_good"}, OP_SELECT, &parameters,
                                      &out, nullptr, record_then_throw);
 
-    EXPECT_EQ(err.text(),
-              "Pulling data failed for  from the database source \"io_first_good\"\n");
+    EXPECT_EQ(err.text(), "Pulling data failed for  from the database source \"io_first_good\"\n");
     EXPECT_EQ(result, 1);
     ASSERT_EQ(callback_calls.size(), 2u);
     EXPECT_EQ(callback_calls[1].datastore, extension_of("io_second_good"));
@@ -226,8 +225,7 @@ TEST_F(ExecuteIoctlTest, UnknownNamesAndAnEmptyListAskNobody) {
 
 TEST_F(ExecuteIoctlTest, AClosedInstanceAnswersAsFailed) {
     register_steered("io_closed", "code=0");
-    vexa::datastore::DataStoreController::createDataStoreController().lock()->close(
-        {"io_closed"});
+    vexa::datastore::DataStoreController::createDataStoreController().lock()->close({"io_closed"});
     ScopedLogLevel debug(7);
     StderrCapture err;
 
@@ -245,9 +243,9 @@ TEST_F(ExecuteIoctlTest, EveryDatastoreFillsTheSameOutput) {
     parameters.sql = &sql;
 
     // A datastore answering with rows succeeds, so only the first is asked.
-    EXPECT_EQ(execute_ioctl({"io_rows_a", "io_rows_b"}, OP_SELECT, &parameters, &out, nullptr,
-                            nullptr),
-              1);
+    EXPECT_EQ(
+        execute_ioctl({"io_rows_a", "io_rows_b"}, OP_SELECT, &parameters, &out, nullptr, nullptr),
+        1);
     ASSERT_EQ(out.size(), 2u);
     EXPECT_EQ(out[1].Unique_timestamp, 2);
     // Rows reach the caller as the extension made them: nothing is stamped.
@@ -259,7 +257,7 @@ TEST_F(ExecuteIoctlTest, EveryDatastoreFillsTheSameOutput) {
 }
 
 class ExecControlTest : public vexa::test::RegistryTest {
-protected:
+  protected:
     ExecControlTest() {
         sql.query = "SELECT * FROM vexa_1";
         parameters.sql = &sql;
@@ -358,8 +356,7 @@ TEST_F(ExecControlTest, EachFailureCodeHasItsMessageAndItsRowsAreDropped) {
 
 TEST_F(ExecControlTest, AClosedInstanceInTheRegistryAnswersAsFailed) {
     register_steered("ec_closed", "row=p/h/1");
-    vexa::datastore::DataStoreController::createDataStoreController().lock()->close(
-        {"ec_closed"});
+    vexa::datastore::DataStoreController::createDataStoreController().lock()->close({"ec_closed"});
     ScopedLogLevel debug(7);
     StderrCapture err;
 

@@ -72,11 +72,11 @@ TEST(PruneCondition, NumbersTheProvidersFromTheFirstProviderParameter) {
 }
 
 TEST(PruneCondition, WithPlainMarkersAliasesTheTableAsAsked) {
-    EXPECT_EQ(common::prune_condition(keeping_latest_of({"a", "b"}), common::Markers::plain, 2,
-                                      " newer"),
-              "Unique_timestamp < ? AND Provider IN (?, ?) AND EXISTS (SELECT 1 FROM "
-              "provider_datastore newer" +
-                  kNewerRowExists);
+    EXPECT_EQ(
+        common::prune_condition(keeping_latest_of({"a", "b"}), common::Markers::plain, 2, " newer"),
+        "Unique_timestamp < ? AND Provider IN (?, ?) AND EXISTS (SELECT 1 FROM "
+        "provider_datastore newer" +
+            kNewerRowExists);
 }
 
 TEST(PostgresqlSchema, CreatesTheTableViewBaselineAndIndexInOneTransaction) {

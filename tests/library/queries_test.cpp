@@ -68,7 +68,7 @@ std::vector<Seen> seen(std::vector<Row> const& rows) {
 std::map<std::string, int> const custom_fields{{"Provider", 1}, {"Hostname", 2}};
 
 class QueriesTest : public vexa::test::RegistryTest {
-protected:
+  protected:
     std::vector<Row> stale_rows() {
         std::vector<Row> rows(2);
         rows[0].Provider = "stale";
@@ -286,8 +286,8 @@ TEST_F(QueriesTest, TwoProvidersOnOneHostYieldOneLatestRowEach) {
 
     EXPECT_TRUE(get_latest_rows_provider_data({"p1", "p2"}, rows, "h"));
 
-    EXPECT_EQ(seen(rows), (std::vector<Seen>{{"p2", "h", 8, "q_two", 2},
-                                             {"p1", "h", 4, "q_two", 3}}));
+    EXPECT_EQ(seen(rows),
+              (std::vector<Seen>{{"p2", "h", 8, "q_two", 2}, {"p1", "h", 4, "q_two", 3}}));
 }
 
 TEST_F(QueriesTest, OneProviderOnTwoHostsYieldsOneLatestRowPerHost) {

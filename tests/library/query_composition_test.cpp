@@ -62,9 +62,8 @@ TEST(GenerateWhereClause, BlankValueThrowsNamingTheColumnAndLeavesWhereAsItWas) 
                   interface::generate_where_clause({"p1", " \t\n"}, "Provider", where);
               }));
     EXPECT_EQ("x", where);
-    EXPECT_EQ("Invalid parameters to where query for Hostname", runtime_error_of([&] {
-                  interface::generate_where_clause({""}, "Hostname", where);
-              }));
+    EXPECT_EQ("Invalid parameters to where query for Hostname",
+              runtime_error_of([&] { interface::generate_where_clause({""}, "Hostname", where); }));
     EXPECT_EQ("x", where);
 }
 

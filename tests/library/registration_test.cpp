@@ -31,7 +31,6 @@ using vexa::test::SteeredProbe;
 
 std::string const kSteered = VEXA_PLUGIN_STEERED_PLUGIN;
 
-
 std::vector<std::string> registered_names() {
     std::vector<std::string> names;
     for (DataStoreInstance const& instance : DataStoreParseUtility::get_datastore_vector()) {
@@ -41,7 +40,7 @@ std::vector<std::string> registered_names() {
 }
 
 class Registration : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override { DataStoreParseUtility::clear_db_vector(); }
     void TearDown() override { DataStoreParseUtility::clear_db_vector(); }
 
@@ -96,7 +95,8 @@ TEST_F(Registration, NameClosedByTheControllerAloneIsRegisteredTwice) {
     EXPECT_EQ(registered_names(), (std::vector<std::string>{"closed_aside", "closed_aside"}));
     EXPECT_FALSE(registry[1].second.expired());
     // Lookups find the earlier pair, whose instance is gone.
-    std::vector<DataStoreInstance> found = DataStoreParseUtility::locate_datastores({"closed_aside"});
+    std::vector<DataStoreInstance> found =
+        DataStoreParseUtility::locate_datastores({"closed_aside"});
     ASSERT_EQ(found.size(), 1u);
     EXPECT_TRUE(found[0].second.expired());
 }

@@ -24,7 +24,7 @@ using vexa::datastore::DataStoreParseUtility;
 
 // A do-nothing extension, only there to be pointed at.
 class StubExtension : public DataStoreExtension {
-public:
+  public:
     bool is_ready() override { return true; }
     int control(unsigned short, void const*, void*, void*) override { return 512; }
     int open_instance(std::string const&) override { return 0; }
@@ -49,13 +49,13 @@ std::vector<std::string> names_of(std::vector<DataStoreConfig> const& configs) {
 
 // Saves and restores both directories, so tests may change them freely.
 class DirectoriesTest : public ::testing::Test {
-protected:
+  protected:
     void TearDown() override {
         DataStoreParseUtility::default_install_path = saved_install_;
         DataStoreParseUtility::default_extension_path = saved_extension_;
     }
 
-private:
+  private:
     std::string const saved_install_ = DataStoreParseUtility::default_install_path;
     std::string const saved_extension_ = DataStoreParseUtility::default_extension_path;
 };
@@ -81,7 +81,7 @@ TEST(RegistryStartUp, InstallRootOfTheBuildTreeHoldsTheShippedConfiguration) {
 
 // Fills db_vec with three pairs pointing at local stubs and empties it again.
 class LocateTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         auto& registry = DataStoreParseUtility::get_datastore_vector();
         registry.emplace_back(record("first", vexa::datastore::sqlite3, "01"), first_);

@@ -51,7 +51,7 @@ using vexa::test::runtime_error_of;
 using Strings = std::vector<std::string>;
 
 class CreateFromSqlFileTest : public ::testing::Test {
-protected:
+  protected:
     TempDir dir;
     std::string const script = dir.file("script.sql");
     std::string const db = dir.file("test.db");
@@ -90,7 +90,8 @@ TEST_F(CreateFromSqlFileTest, AnEmptyLineIsIssuedAndTheConnectionAcceptsIt) {
 }
 
 TEST_F(CreateFromSqlFileTest, AFailingLineIsQuotedExactlyAsRead) {
-    write_file(script, "CREATE TABLE t(a TEXT);\n   BOGUS STATEMENT ;  \nINSERT INTO t VALUES('x');\n");
+    write_file(script,
+               "CREATE TABLE t(a TEXT);\n   BOGUS STATEMENT ;  \nINSERT INTO t VALUES('x');\n");
 
     EXPECT_EQ(runtime_error_of([&] { DataStoreParseUtility::create_from_sqlfile(script, db); }),
               "SQL command error:    BOGUS STATEMENT ;  ");
@@ -116,7 +117,7 @@ TEST_F(CreateFromSqlFileTest, ADatabaseThatCannotBeOpenedIsNamed) {
 // ---- registration ---------------------------------------------------------
 
 class LoadUtestTest : public vexa::test::RegistryTest {
-protected:
+  protected:
     // Each run of the script adds one host record.
     LoadUtestTest() {
         write_file(script,
@@ -200,8 +201,7 @@ TEST_F(LoadUtestTest, ResetClosesAndForgetsEarlierInstances) {
 
     EXPECT_TRUE(earlier.expired());
     ASSERT_EQ(DataStoreParseUtility::get_datastore_vector().size(), 1u);
-    EXPECT_EQ(DataStoreParseUtility::get_datastore_vector()[0].first.instance_name,
-              "utest_reset");
+    EXPECT_EQ(DataStoreParseUtility::get_datastore_vector()[0].first.instance_name, "utest_reset");
 }
 
 TEST_F(LoadUtestTest, WithoutResetEarlierInstancesStay) {
@@ -212,8 +212,7 @@ TEST_F(LoadUtestTest, WithoutResetEarlierInstancesStay) {
     ASSERT_EQ(DataStoreParseUtility::get_datastore_vector().size(), 2u);
     EXPECT_EQ(DataStoreParseUtility::get_datastore_vector()[0].first.instance_name,
               "utest_earlier");
-    EXPECT_EQ(DataStoreParseUtility::get_datastore_vector()[1].first.instance_name,
-              "utest_added");
+    EXPECT_EQ(DataStoreParseUtility::get_datastore_vector()[1].first.instance_name, "utest_added");
 }
 
 TEST_F(LoadUtestTest, AFailingScriptRegistersNothingAfterTheReset) {
@@ -265,8 +264,8 @@ TEST_F(LoadUtestConfigTest, ResetClosesEarlierInstancesFirst) {
 }
 
 TEST_F(LoadUtestConfigTest, VacantFieldsAreLeftToTheController) {
-    DataStoreConfig config = vexa::test::plugin_config(VEXA_PLUGIN_STEERED_PLUGIN, "cfg_vacant",
-                                                       "", std::bitset<2>());
+    DataStoreConfig config =
+        vexa::test::plugin_config(VEXA_PLUGIN_STEERED_PLUGIN, "cfg_vacant", "", std::bitset<2>());
 
     EXPECT_EQ(DataStoreParseUtility::load_utest_config(config, true), 0);
 

@@ -124,12 +124,8 @@ std::string OwnPgServer::source() const {
            port_of(state_) + ";Database=postgres;Username=postgres";
 }
 
-void OwnPgServer::halt() {
-    run({VEXA_PG_SERVER_SCRIPT, "halt", state_});
-}
+void OwnPgServer::halt() { run({VEXA_PG_SERVER_SCRIPT, "halt", state_}); }
 
-void OwnPgServer::resume() {
-    run({VEXA_PG_SERVER_SCRIPT, "resume", state_});
-}
+void OwnPgServer::resume() { run({VEXA_PG_SERVER_SCRIPT, "resume", state_}); }
 
 }  // namespace vexa::test

@@ -17,7 +17,7 @@ using vexa::test::RecordedRequest;
 RecordedRequest recorded;
 
 class RequestRecorder : public vexa::datastore::interface {
-public:
+  public:
     bool is_ready() override { return true; }
 
     int control(unsigned short opcode, void const* in, void* /*out*/, void* /*extra*/) override {

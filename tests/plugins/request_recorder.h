@@ -37,8 +37,7 @@ inline RecordedRequest const& recorded_request() {
         throw std::runtime_error("cannot open " VEXA_PLUGIN_REQUEST_RECORDER);
     }
     void* symbol = dlsym(library, "recorded_request");
-    RecordedRequest const& request =
-        *reinterpret_cast<RecordedRequest const* (*)()>(symbol)();
+    RecordedRequest const& request = *reinterpret_cast<RecordedRequest const* (*)()>(symbol)();
     // The controller keeps the library loaded, so the record outlives this handle.
     dlclose(library);
     return request;

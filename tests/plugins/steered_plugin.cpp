@@ -109,7 +109,7 @@ Row make_row(CannedRow const& canned, int position) {
 }
 
 class SteeredExtension : public vexa::datastore::interface {
-public:
+  public:
     SteeredExtension() { hosts_query = "SELECT * FROM vexa_1 WHERE Provider = 'uname'"; }
 
     bool is_ready() override { return steering_.ready; }
@@ -160,7 +160,7 @@ public:
         return true;
     }
 
-private:
+  private:
     std::string parameters_;
     Steering steering_;
 };

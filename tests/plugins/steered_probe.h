@@ -24,8 +24,7 @@ namespace vexa::test {
 
 // An instance `name` of type `other` served by the plug-in file `library`
 // and opened with `parameters`.
-inline datastore::DataStoreConfig plugin_config(std::string const& library,
-                                                std::string const& name,
+inline datastore::DataStoreConfig plugin_config(std::string const& library, std::string const& name,
                                                 std::string const& parameters = "") {
     datastore::DataStoreConfig config;
     config.type = datastore::other;
@@ -38,7 +37,7 @@ inline datastore::DataStoreConfig plugin_config(std::string const& library,
 }
 
 class SteeredProbe {
-public:
+  public:
     explicit SteeredProbe(std::string const& path) : handle_(dlopen(path.c_str(), RTLD_NOW)) {
         if (handle_ == nullptr) {
             throw std::runtime_error("cannot open the steered plug-in " + path);
@@ -63,7 +62,7 @@ public:
         return true;
     }
 
-private:
+  private:
     template <typename Result>
     Result call(char const* name) const {
         void* symbol = dlsym(handle_, name);

@@ -51,16 +51,16 @@ HeadlessBrowser::HeadlessBrowser(std::string const& profile_dir, int width, int 
     int const log_fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
 
     ProgramRun run;
-    run.arguments = {
-        "chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
-        "--no-first-run", "--disable-background-networking", "--disable-component-update",
-        "--disable-sync", "--disable-extensions", "--user-data-dir=" + profile_dir,
-        "--remote-debugging-pipe",
-        // Networking off: no name resolves and every connection goes to a
-        // proxy that is not there.
-        "--host-resolver-rules=MAP * ~NOTFOUND", "--proxy-server=127.0.0.1:9",
-        "--proxy-bypass-list=<-loopback>",
-        "--window-size=" + std::to_string(width) + "," + std::to_string(height), "about:blank"};
+    run.arguments = {"chromium", "--headless", "--no-sandbox", "--disable-gpu", "--disable-quic",
+                     "--no-first-run", "--disable-background-networking",
+                     "--disable-component-update", "--disable-sync", "--disable-extensions",
+                     "--user-data-dir=" + profile_dir, "--remote-debugging-pipe",
+                     // Networking off: no name resolves and every connection goes to a
+                     // proxy that is not there.
+                     "--host-resolver-rules=MAP * ~NOTFOUND", "--proxy-server=127.0.0.1:9",
+                     "--proxy-bypass-list=<-loopback>",
+                     "--window-size=" + std::to_string(width) + "," + std::to_string(height),
+                     "about:blank"};
     // The protocol pipe: the browser reads commands on 3, answers on 4.
     run.descriptors = {{1, log_fd}, {3, commands[0]}, {4, answers[1]}};
     run.error_into_output = true;

@@ -55,7 +55,7 @@ inline std::string steered_last_query() {
 // Closes every instance and empties the registry after each test, so tests
 // do not see each other's datastores.
 class RegistryTest : public ::testing::Test {
-protected:
+  protected:
     void TearDown() override { datastore::DataStoreParseUtility::clear_db_vector(); }
 };
 

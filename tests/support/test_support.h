@@ -13,7 +13,7 @@ namespace vexa::test {
 // A fresh directory under $TMPDIR (or /tmp), removed with its contents when
 // the object goes out of scope.
 class TempDir {
-public:
+  public:
     TempDir();
     ~TempDir();
     TempDir(TempDir const&) = delete;
@@ -23,7 +23,7 @@ public:
     // path() + "/" + name
     std::string file(std::string const& name) const;
 
-private:
+  private:
     std::string path_;
 };
 
@@ -31,7 +31,7 @@ private:
 // text() or destruction, so that everything written to standard error (by
 // any code, C or C++) can be compared exactly.
 class StderrCapture {
-public:
+  public:
     StderrCapture();
     ~StderrCapture();
     StderrCapture(StderrCapture const&) = delete;
@@ -40,7 +40,7 @@ public:
     // Stops capturing (once) and returns what was written.
     std::string text();
 
-private:
+  private:
     int saved_fd_ = -1;
     std::string path_;
     std::optional<std::string> text_;
@@ -48,11 +48,11 @@ private:
 
 // Sets vexa::log::LOG_LEVEL and LOG_OUTPUT for the life of the object.
 class ScopedLogLevel {
-public:
+  public:
     explicit ScopedLogLevel(int level, int output = 0);
     ~ScopedLogLevel();
 
-private:
+  private:
     int saved_level_;
     int saved_output_;
 };
@@ -60,11 +60,11 @@ private:
 // Sets (or, with nullopt, unsets) an environment variable for the life of
 // the object.
 class ScopedEnv {
-public:
+  public:
     ScopedEnv(std::string name, std::optional<std::string> value);
     ~ScopedEnv();
 
-private:
+  private:
     std::string name_;
     std::optional<std::string> saved_;
 };
@@ -72,13 +72,13 @@ private:
 // Makes `path` the current directory for the life of the object, then
 // returns to the previous one.
 class ScopedCurrentDirectory {
-public:
+  public:
     explicit ScopedCurrentDirectory(std::string const& path);
     ~ScopedCurrentDirectory();
     ScopedCurrentDirectory(ScopedCurrentDirectory const&) = delete;
     ScopedCurrentDirectory& operator=(ScopedCurrentDirectory const&) = delete;
 
-private:
+  private:
     std::string saved_;
 };
 

@@ -34,8 +34,8 @@ void ToolInScratchHome::SetUp() {
 }
 
 Outcome ToolInScratchHome::run(std::vector<std::string> const& args, std::string const& input,
-                               std::map<std::string, std::string> env, int stderr_fd,
-                               int stdout_fd, std::optional<uid_t> user) {
+                               std::map<std::string, std::string> env, int stderr_fd, int stdout_fd,
+                               std::optional<uid_t> user) {
     env.emplace("HOME", home_);
     env.emplace("TZ", "UTC");
     env.emplace("COLUMNS", "200");

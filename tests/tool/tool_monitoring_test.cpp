@@ -90,12 +90,10 @@ class MonitoringCommands : public ::testing::Test {
 
     ProgramOutcome run(std::vector<std::string> args, std::string const& input = "") {
         args.insert(args.begin(), VEXA_TOOL);
-        return run_program({args,
-                            {{"HOME", home_},
-                             {"TZ", "UTC"},
-                             {"USER", "tester"},
-                             {"VEXA_DATASTORE_CONFIG", ""}},
-                            input});
+        return run_program(
+            {args,
+             {{"HOME", home_}, {"TZ", "UTC"}, {"USER", "tester"}, {"VEXA_DATASTORE_CONFIG", ""}},
+             input});
     }
 
     // Stores `results` through the tool's insert command.

@@ -24,7 +24,7 @@ struct DataStoreDescription {
 };
 
 class DataStoreController::Impl {
-public:
+  public:
     using Results = std::vector<std::pair<std::string, int>>;
 
     Impl() = default;
@@ -42,7 +42,7 @@ public:
                      void const* in, void* out, void* extra);
     Results close_impl(std::vector<std::string> const& names);
 
-private:
+  private:
     std::unordered_map<std::string, DataStoreDescription> descriptions_;  // by instance name
     std::unordered_map<std::string, DSExtensionData> libraries_;          // by library path
 };

@@ -31,7 +31,7 @@ std::vector<DataStoreConfig> DataStoreParseUtility::parse_db_configs(
         // A walk stopped by a faulty entry still hands back the records read
         // before it, so its result is not needed here.
         xml::parse_the_group_tags<ParseConfig, std::vector<DataStoreConfig>&>(node, parse_entry,
-                                                                            configs);
+                                                                              configs);
     }
     if (configs.empty()) {
         configs.push_back(fallback);
@@ -39,10 +39,8 @@ std::vector<DataStoreConfig> DataStoreParseUtility::parse_db_configs(
     return configs;
 }
 
-bool DataStoreParseUtility::ParseConfig::operator()(std::string group_path,
-                                                    std::string config_path,
-                                                    std::string config_file,
-                                                    std::string entry_text,
+bool DataStoreParseUtility::ParseConfig::operator()(std::string group_path, std::string config_path,
+                                                    std::string config_file, std::string entry_text,
                                                     std::vector<DataStoreConfig>& out) {
     DataStoreConfig config;
     config.extension_path = generate_path(group_path, "", default_install_path);
@@ -52,8 +50,8 @@ bool DataStoreParseUtility::ParseConfig::operator()(std::string group_path,
     if (file.empty()) {
         file = kDefaultConfigFile;
     }
-    std::string const location = generate_path(str::stripws(config_path), file,
-                                               default_install_path + kConfigDirectory);
+    std::string const location =
+        generate_path(str::stripws(config_path), file, default_install_path + kConfigDirectory);
     if (!location.empty()) {
         // The document is kept, never freed, for the life of the process.
         xmlDoc* const document = xmlReadFile(location.c_str(), nullptr, 0);

@@ -64,7 +64,8 @@ void* require_symbol(void* handle, char const* name, char const* message, std::s
 // closes it and refuses it. One that does not say its version is trusted.
 void refuse_other_interface_version(void* handle, std::string const& path) {
     using VersionFn = unsigned (*)();
-    auto version = reinterpret_cast<VersionFn>(find_symbol(handle, PLUGIN_INTERFACE_VERSION_SYMBOL));
+    auto version =
+        reinterpret_cast<VersionFn>(find_symbol(handle, PLUGIN_INTERFACE_VERSION_SYMBOL));
     if (version == nullptr || version() == PLUGIN_INTERFACE_VERSION) {
         return;
     }

@@ -7,10 +7,10 @@
 namespace vexa::datastore {
 
 VEXA_BUILT_FIRST const std::map<std::string, int> column_index_map = {
-    {"rowid", 0},        {"Provider", 1}, {"Hostname", 2}, {"num_nodes", 3},
-    {"node_names", 4},   {"Exit_status", 5}, {"Timestamp", 6}, {"Duration", 7},
-    {"Encoding", 8},     {"STDOUT", 9},   {"STDERR", 10},  {"OptionID", 11},
-    {"version", 12},     {"Username", 13}, {"Unique_timestamp", 14},
+    {"rowid", 0},      {"Provider", 1},    {"Hostname", 2},          {"num_nodes", 3},
+    {"node_names", 4}, {"Exit_status", 5}, {"Timestamp", 6},         {"Duration", 7},
+    {"Encoding", 8},   {"STDOUT", 9},      {"STDERR", 10},           {"OptionID", 11},
+    {"version", 12},   {"Username", 13},   {"Unique_timestamp", 14},
 };
 
 VEXA_BUILT_FIRST const std::map<std::string, int> log_level_map = {
@@ -29,11 +29,8 @@ VEXA_BUILT_FIRST const std::map<std::string, provider::encoding> encoding_map = 
     {"none", provider::none}, {"base64", provider::base64}, {"raw", provider::raw}};
 
 VEXA_BUILT_FIRST const std::map<std::string, nodelist_method_t> nodelist_method_map = {
-    {"none", vexa::none},
-    {"rotate_right", rotate_right},
-    {"rotate_left", rotate_left},
-    {"round_robin", round_robin},
-    {"random", vexa::random},
+    {"none", vexa::none},         {"rotate_right", rotate_right}, {"rotate_left", rotate_left},
+    {"round_robin", round_robin}, {"random", vexa::random},
 };
 
 VEXA_BUILT_FIRST const std::map<std::string, ScaleType> scale_type_map = {
@@ -42,8 +39,8 @@ VEXA_BUILT_FIRST const std::map<std::string, ScaleType> scale_type_map = {
 VEXA_BUILT_FIRST const std::map<std::string, DatabaseType> database_type_map = {
     {"sqlite3", sqlite3}, {"odbc", odbc}, {"other", other}};
 
-VEXA_BUILT_FIRST const std::map<std::string, Source_Type> source_type_map = {
-    {"data", data}, {"stream", stream}};
+VEXA_BUILT_FIRST const std::map<std::string, Source_Type> source_type_map = {{"data", data},
+                                                                             {"stream", stream}};
 
 VEXA_BUILT_FIRST const std::map<std::string, DBFields> db_fields_map = {
     {"instance_name", DBFields::instance_name},
@@ -56,8 +53,8 @@ VEXA_BUILT_FIRST const std::array<std::string, 5> NODELIST_METHOD_NAMES = {
     "NONE", "ROTATE_RIGHT", "ROTATE_LEFT", "ROUND_ROBIN", "RANDOM"};
 
 VEXA_BUILT_FIRST const std::array<std::string, 10> NODE_ROLE_NAMES = {
-    "default-subcluster", "boot", "compute", "enhanced", "external",
-    "head", "job_schedule", "login", "network_address", "storage"};
+    "default-subcluster", "boot",  "compute",         "enhanced", "external", "head",
+    "job_schedule",       "login", "network_address", "storage"};
 
 VEXA_BUILT_FIRST const std::string PROVIDER_ERROR_CODE = "provider-error-code";
 

@@ -11,19 +11,19 @@
 // made with its default constructor (create() answers null when it throws),
 // and the version of the plug-in interface the plug-in was built against.
 // Used once, at namespace scope, in the plug-in's <name>_entry_points.cpp.
-#define VEXA_DATASTORE_ENTRY_POINTS(Extension)                                                     \
-    VEXA_PLUGIN_ENTRY vexa::datastore::DataStoreExtension* create() noexcept {                     \
-        try {                                                                                      \
-            return new Extension;                                                                  \
-        } catch (...) {                                                                            \
-            return nullptr;                                                                        \
-        }                                                                                          \
-    }                                                                                              \
-    VEXA_PLUGIN_ENTRY void destroy(vexa::datastore::DataStoreExtension* extension) noexcept {      \
-        delete extension;                                                                          \
-    }                                                                                              \
-    VEXA_PLUGIN_ENTRY unsigned vexa_plugin_interface_version() noexcept {                          \
-        return vexa::datastore::PLUGIN_INTERFACE_VERSION;                                          \
+#define VEXA_DATASTORE_ENTRY_POINTS(Extension)                                                \
+    VEXA_PLUGIN_ENTRY vexa::datastore::DataStoreExtension* create() noexcept {                \
+        try {                                                                                 \
+            return new Extension;                                                             \
+        } catch (...) {                                                                       \
+            return nullptr;                                                                   \
+        }                                                                                     \
+    }                                                                                         \
+    VEXA_PLUGIN_ENTRY void destroy(vexa::datastore::DataStoreExtension* extension) noexcept { \
+        delete extension;                                                                     \
+    }                                                                                         \
+    VEXA_PLUGIN_ENTRY unsigned vexa_plugin_interface_version() noexcept {                     \
+        return vexa::datastore::PLUGIN_INTERFACE_VERSION;                                     \
     }
 
 #endif  // VEXA_PLUGIN_COMMON_ENTRY_POINTS_H_

@@ -29,7 +29,6 @@ void log_warning(std::string const& text) noexcept {
     }
 }
 
-
 }  // namespace
 
 OdbcExtension::~OdbcExtension() {
@@ -196,8 +195,7 @@ bool OdbcExtension::get_latest_rows_provider(std::vector<std::string> providers,
         return interface::get_latest_rows_provider(std::move(providers), out, std::move(hosts));
     }
     QueryAround const query = latest_rows_query();
-    return select_latest_rows(std::move(providers), std::move(hosts), out, query.head,
-                              query.tail);
+    return select_latest_rows(std::move(providers), std::move(hosts), out, query.head, query.tail);
 }
 
 bool OdbcExtension::get_latest_collect_rows(std::vector<std::string> providers,
@@ -206,8 +204,7 @@ bool OdbcExtension::get_latest_collect_rows(std::vector<std::string> providers,
         return interface::get_latest_collect_rows(std::move(providers), out, std::move(hosts));
     }
     QueryAround const query = latest_collect_rows_query();
-    return select_latest_rows(std::move(providers), std::move(hosts), out, query.head,
-                              query.tail);
+    return select_latest_rows(std::move(providers), std::move(hosts), out, query.head, query.tail);
 }
 
 }  // namespace vexa::datastore::odbc_plugin

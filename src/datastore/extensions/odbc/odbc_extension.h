@@ -15,10 +15,10 @@
 
 #include "batch.h"
 #include "connection.h"
-#include "source_settings.h"
 #include "dialect.h"
 #include "odbc_calls.h"
 #include "plugin_extension.h"
+#include "source_settings.h"
 
 namespace vexa::datastore::odbc_plugin {
 

@@ -111,8 +111,8 @@ class SmallCheckpoints {
 }  // namespace
 
 std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneRequest const& request) {
-    std::string const condition = common::prune_condition(
-        request, common::Markers::numbered, first_provider_parameter, " AS newer");
+    std::string const condition = common::prune_condition(request, common::Markers::numbered,
+                                                          first_provider_parameter, " AS newer");
     std::string const chunk_end = "SELECT max(rowid) FROM (SELECT rowid FROM " + table_name +
                                   " WHERE rowid > ?2 AND " + condition +
                                   " ORDER BY rowid LIMIT ?3);";

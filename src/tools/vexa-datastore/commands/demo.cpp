@@ -44,10 +44,9 @@ namespace {
 
 std::int64_t newest_stored_unique_timestamp() {
     std::int64_t newest = 0;
-    for (auto const& row :
-         selected_rows("SELECT MAX(Unique_timestamp) AS Unique_timestamp FROM " +
-                           datastore::table_view,
-                       {"Unique_timestamp"}, "the query for the newest time stamp")) {
+    for (auto const& row : selected_rows(
+             "SELECT MAX(Unique_timestamp) AS Unique_timestamp FROM " + datastore::table_view,
+             {"Unique_timestamp"}, "the query for the newest time stamp")) {
         newest = std::max(newest, row.Unique_timestamp);
     }
     return newest;

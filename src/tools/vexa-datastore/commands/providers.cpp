@@ -20,10 +20,10 @@ struct ProviderCount {
 // Counted by each datastore with the record query every plug-in serves: the
 // count comes back in rowid, the newest time in Timestamp.
 std::map<std::string, ProviderCount> provider_counts() {
-    auto const rows = selected_rows(
-        "SELECT Provider, count(*) AS rowid, MAX(Timestamp) AS Timestamp FROM " +
-            datastore::table_view + " GROUP BY Provider",
-        {"Provider", "rowid", "Timestamp"}, "the list of providers");
+    auto const rows =
+        selected_rows("SELECT Provider, count(*) AS rowid, MAX(Timestamp) AS Timestamp FROM " +
+                          datastore::table_view + " GROUP BY Provider",
+                      {"Provider", "rowid", "Timestamp"}, "the list of providers");
     std::map<std::string, ProviderCount> counts;
     for (auto const& row : rows) {
         auto& count = counts[row.Provider];

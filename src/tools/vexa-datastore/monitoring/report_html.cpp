@@ -190,7 +190,8 @@ void write_html_report(HealthGrid const& grid, std::int64_t now, std::int64_t st
     out << "<div id=\"tip\" role=\"tooltip\" hidden></div>\n"
         << "<script type=\"application/json\" id=\"cells\">"
         << script_safe(data.dump(-1, ' ', false, json::error_handler_t::replace))
-        << "</script>\n<script>\n" << kReportScript << "</script>\n</body>\n</html>\n";
+        << "</script>\n<script>\n"
+        << kReportScript << "</script>\n</body>\n</html>\n";
 }
 
 }  // namespace vexa::tool

@@ -87,8 +87,11 @@ Outcome cpu_load(Situation const& s) {
     double load = overloaded ? s.uniform(70, 90) : s.uniform(0.2, 48);
     return failed_if(
         overloaded,
-        {0, printed("load average: %.2f, %.2f, %.2f on 64 cores", load, load * 0.96, load * 0.9),
-         "", s.uniform(0.01, 0.03), {}},
+        {0,
+         printed("load average: %.2f, %.2f, %.2f on 64 cores", load, load * 0.96, load * 0.9),
+         "",
+         s.uniform(0.01, 0.03),
+         {}},
         {1, printed("load average %.2f exceeds 64 cores", load)});
 }
 
@@ -96,10 +99,13 @@ Outcome disk_usage(Situation const& s) {
     int root = static_cast<int>(s.uniform(20, 60));
     int scratch = s.host_index == kSickHost ? std::min(99, 88 + 5 * s.round)
                                             : static_cast<int>(s.uniform(30, 85));
-    return failed_if(
-        scratch >= 95,
-        {0, printed("/ %d%% used; /scratch %d%% used", root, scratch), "", s.uniform(0.04, 0.2), {}},
-        {2, printed("/scratch is %d%% full (limit 95%%)", scratch)});
+    return failed_if(scratch >= 95,
+                     {0,
+                      printed("/ %d%% used; /scratch %d%% used", root, scratch),
+                      "",
+                      s.uniform(0.04, 0.2),
+                      {}},
+                     {2, printed("/scratch is %d%% full (limit 95%%)", scratch)});
 }
 
 Outcome memory(Situation const& s) {
@@ -119,19 +125,22 @@ Outcome network(Situation const& s) {
                   "",
                   s.uniform(1.8, 2.2),
                   {s.host, s.neighbour}};
-    return failed_if(s.unlucky(), usual,
-                     {1,
-                      printed("%s unreachable from %s: 100%% packet loss", s.neighbour.c_str(),
-                              s.host.c_str()),
-                      printed("%s: 10 packets, 100%% loss", s.neighbour.c_str()), 10.0});
+    return failed_if(
+        s.unlucky(), usual,
+        {1,
+         printed("%s unreachable from %s: 100%% packet loss", s.neighbour.c_str(), s.host.c_str()),
+         printed("%s: 10 packets, 100%% loss", s.neighbour.c_str()), 10.0});
 }
 
 Outcome ntp_sync(Situation const& s) {
     bool drifting = s.unlucky();
     double offset = drifting ? s.uniform(150, 400) : s.uniform(-2, 2);
     return failed_if(drifting,
-                     {0, printed("offset %+.3f ms from ntp1.cluster, stratum 2", offset), "",
-                      s.uniform(0.05, 0.15), {}},
+                     {0,
+                      printed("offset %+.3f ms from ntp1.cluster, stratum 2", offset),
+                      "",
+                      s.uniform(0.05, 0.15),
+                      {}},
                      {1, printed("clock offset %.1f ms exceeds 100 ms", offset)});
 }
 
@@ -144,14 +153,15 @@ Outcome infiniband(Situation const& s) {
 
 Outcome services(Situation const& s) {
     Outcome usual{0, "sshd running\nmunge running\nslurmd running", "", s.uniform(0.2, 0.4), {}};
-    return failed_if(s.unlucky(), usual,
-                     {3, "slurmd is not running",
-                      "sshd running\nmunge running\nslurmd inactive (dead)"});
+    return failed_if(
+        s.unlucky(), usual,
+        {3, "slurmd is not running", "sshd running\nmunge running\nslurmd inactive (dead)"});
 }
 
 Outcome mpi_allreduce(Situation const& s) {
     auto size = static_cast<int>(s.group.size());
-    Outcome usual{0, printed("allreduce of 1 MiB over %d nodes: %.0f us", size, s.uniform(250, 400)),
+    Outcome usual{0,
+                  printed("allreduce of 1 MiB over %d nodes: %.0f us", size, s.uniform(250, 400)),
                   "", s.uniform(1.2, 1.8), s.group};
     return failed_if(
         s.unlucky(), usual,

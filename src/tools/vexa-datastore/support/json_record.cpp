@@ -101,18 +101,12 @@ std::map<datastore::RowMember, Setter> const setters{
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.header.num_nodes = static_cast<std::int32_t>(integer(v, k, 0, datastore::max_num_nodes));
      }},
-    {datastore::node_names_member,
-     [](json const& v, std::string const& k, InsertRequest& r) {
-         r.header.node_names = names(v, k);
-     }},
-    {datastore::exit_status_member,
-     [](json const& v, std::string const& k, InsertRequest& r) {
-         r.header.Exit_status = int32(v, k);
-     }},
-    {datastore::timestamp_member,
-     [](json const& v, std::string const& k, InsertRequest& r) {
-         r.header.Timestamp = int64(v, k);
-     }},
+    {datastore::node_names_member, [](json const& v, std::string const& k,
+                                      InsertRequest& r) { r.header.node_names = names(v, k); }},
+    {datastore::exit_status_member, [](json const& v, std::string const& k,
+                                       InsertRequest& r) { r.header.Exit_status = int32(v, k); }},
+    {datastore::timestamp_member, [](json const& v, std::string const& k,
+                                     InsertRequest& r) { r.header.Timestamp = int64(v, k); }},
     {datastore::duration_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          if (!v.is_number()) {
@@ -120,10 +114,8 @@ std::map<datastore::RowMember, Setter> const setters{
          }
          r.header.Duration = v.get<double>();
      }},
-    {datastore::encoding_member,
-     [](json const& v, std::string const& k, InsertRequest& r) {
-         r.header.Encoding = encoding(v, k);
-     }},
+    {datastore::encoding_member, [](json const& v, std::string const& k,
+                                    InsertRequest& r) { r.header.Encoding = encoding(v, k); }},
     {datastore::stdout_member,
      [](json const& v, std::string const& k, InsertRequest& r) {
          r.stdout_text = text(v, k, datastore::max_std_stream_size);
