@@ -7,7 +7,7 @@
 set -uo pipefail
 tool=$1
 build=$(realpath "$2")
-no_destroy=$3
+no_destroy=$(realpath "$3")
 plugins=$build/datastore/quarn64
 
 work=$(mktemp -d)
@@ -37,8 +37,8 @@ expect() {
 
 # instance FILE NAME TYPE SOURCE_PARAMETERS: an instance file, its root on line 1.
 instance() {
-    printf '<configuration instance_name="%s" type="%s" source_types="data"\n' "$2" "$3" >"$work/$1"
-    printf '               source_parameters="%s"/>\n' "$4" >>"$work/$1"
+    printf '<configuration instance_name="%s" type="%s" source_types="data" source_parameters="%s"/>\n' \
+        "$2" "$3" "$4" >"$work/$1"
 }
 
 # group FILE PLUGIN_DIR ENTRY...: a group document, entry i on line 2 + i, each
@@ -62,7 +62,7 @@ expect "the shipped group document" 0 \
 " "" --config "$build/etc/datastore/datastores.xml" config check
 
 expect "no configuration at all: the default instance" 0 \
-    "vexa_default: sqlite3, plug-in $plugins/libsqlite.so ($found), source=\$HOME/.vexa/2021.4.0/vexa.db|read_only=false: ok
+    "vexa_default: sqlite3, plug-in $plugins/libsqlite.so ($found), read_only=false|source=\"\$HOME/.vexa/2021.4.0/vexa.db\": ok
 " "" config check
 
 instance good.xml cluster sqlite3 "source=$work/cluster.db|read_only=true|synchronous=full"
@@ -89,7 +89,7 @@ $work/faulty.xml:4: libsqlite.so: Error opening datastore configuration (cannot 
 $work/bad_type.xml:1: bad_type: Invalid value for attribute type sqlite
 $work/faulty.xml:6: cluster: plug-in $plugins/libnothing.so: No such file or directory
 $work/misspelt.xml:1: misspelt: unknown source key 'sorce'; did you mean 'source'?
-$work/yes.xml:1: yes: read_only must be true or false, not \"yes\"
+$work/yes.xml:1: yes: read_only must be false or true, not \"yes\"
 $work/odbc_yes.xml:1: odbc_yes: unknown source key 'read_ony'; did you mean 'read_only'?
 " "" config check --config "$work/faulty.xml"
 
@@ -104,7 +104,21 @@ expect "a shared object without destroy" 1 \
     "$work/no_destroy.xml:3: cluster: plug-in $no_destroy: an ELF shared object that does not export destroy
 " "" --config "$work/no_destroy.xml" config check
 
-printf '<datastores>\n  <group path="x">\n    <entry>libsqlite.so</group>\n</datastores>\n' >"$work/broken.xml"
+{
+    echo '<datastores>'
+    echo "  <group path=\"$plugins\">"
+    echo "    <entry config_path=\"$work\" config_file=\"good.xml\">libsqlite.so</entry>"
+    echo '    <entry config_file="">libsqlite.so</entry>'
+    echo "    <entry config_path=\"$work\" config_file=\"good.xml\">libsqlite.so</entry>"
+    echo '  </group>'
+    echo '</datastores>'
+} >"$work/stopped.xml"
+expect "an entry that ends the library's walk" 1 \
+    "cluster: sqlite3, plug-in $plugins/libsqlite.so ($found), source=$work/cluster.db|read_only=true|synchronous=full: ok
+$work/stopped.xml:4: Invalid file attribute; loading reads no entry from here on
+" "" --config "$work/stopped.xml" config check
+
+printf '<datastores>\n  <group path="x">\n    <entry a="1" a="2">libsqlite.so</entry>\n  </group>\n</datastores>\n' >"$work/broken.xml"
 "$tool" --config "$work/broken.xml" config check >"$work/out" 2>"$work/err"
 status=$?
 if [[ $status == 1 && ! -s $work/out ]] &&
