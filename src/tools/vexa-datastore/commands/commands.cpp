@@ -91,6 +91,18 @@ Command const kCommands[] = {
      "WARNING when more failed than --warn or any host is stale: its latest result of\n"
      "a provider is older than --stale, or missing while it reports others.\n",
      add_check_options, run_check},
+    {"config", "check the datastore configuration without opening a datastore",
+     "vexa-datastore config check --config /etc/vexa/datastores.xml",
+     "config check reads the group document and every instance file as loading would,\n"
+     "completes their vacant fields, and looks at every plug-in file (present, readable,\n"
+     "a shared object of this machine exporting create and destroy) and at the source\n"
+     "keys, without opening a datastore or creating a file. One line per instance:\n"
+     "  NAME: TYPE, plug-in PATH (WHAT IT IS), SOURCE PARAMETERS: ok\n"
+     "or one line per fault:\n"
+     "  FILE:LINE: NAME: REASON\n"
+     "Exit status 1 when there is a fault; a group document that cannot be read at all\n"
+     "is reported on standard error.\n",
+     add_config_options, run_config},
 };
 
 // Shown by every command's --help: these may follow the command.

@@ -28,11 +28,12 @@ using AddOptions = void(CLI::App* command);
 
 AddOptions add_demo_options, add_summary_options, add_latest_options, add_host_options,
     add_select_options, add_stale_options, add_sql_options, add_insert_options, add_prune_options,
-    add_load_sql_options, add_report_options, add_metrics_options, add_check_options;
+    add_load_sql_options, add_report_options, add_metrics_options, add_check_options,
+    add_config_options;
 
 Run run_demo, run_summary, run_latest, run_host, run_select, run_hosts, run_providers, run_stale,
     run_sql, run_insert, run_prune, run_datastores, run_load_sql, run_report, run_metrics,
-    run_check;
+    run_check, run_config;
 
 }  // namespace vexa::tool
 

@@ -1,17 +1,15 @@
 #include "support/open_datastores.h"
 
 #include <fcntl.h>
-#include <libxml/parser.h>
-#include <libxml/xmlerror.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
 
 #include "support/log_capture.h"
+#include "support/xml_documents.h"
 
 namespace vexa::tool {
 
@@ -20,40 +18,12 @@ using datastore::DataStoreParseUtility;
 
 namespace {
 
-// libxml2 would print its own multi-line reports; the tool reports the last
-// error in its one line instead.
-void ignore_xml_message(void*, char const*, ...) {}
-
-// "file:line: message" of libxml2's last error, or "" when there is none.
-std::string last_xml_error() {
-    auto const* error = xmlGetLastError();
-    if (error == nullptr || error->message == nullptr) {
-        return "";
-    }
-    std::string message = vexa::str::stripws(error->message);
-    if (error->file != nullptr) {
-        message = std::string(error->file) + ":" + std::to_string(error->line) + ": " + message;
-    }
-    return message;
-}
-
 std::vector<DataStoreConfig> read_configurations(std::string const& file) {
     DataStoreConfig const fallback;
     if (file.empty()) {
         return DataStoreParseUtility::parse_db_configs(nullptr, fallback);
     }
-    if (access(file.c_str(), R_OK) != 0) {
-        throw std::runtime_error("cannot read configuration file " + file + ": " +
-                                 std::strerror(errno));
-    }
-    xmlSetGenericErrorFunc(nullptr, ignore_xml_message);
-    xmlResetLastError();
-    std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(
-        xmlReadFile(file.c_str(), nullptr, XML_PARSE_NOERROR | XML_PARSE_NOWARNING), xmlFreeDoc);
-    if (!document) {
-        throw std::runtime_error("configuration file " + file +
-                                 " is not valid XML: " + last_xml_error());
-    }
+    XmlDocument const document = read_configuration_file(file);
     std::vector<DataStoreConfig> configs;
     try {
         configs =
