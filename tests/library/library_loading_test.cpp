@@ -27,6 +27,8 @@ namespace {
 using vexa::datastore::DataStoreConfig;
 using vexa::datastore::DataStoreController;
 using vexa::datastore::DataStoreParseUtility;
+using vexa::datastore::PLUGIN_INTERFACE_VERSION;
+using vexa::datastore::PLUGIN_INTERFACE_VERSION_SYMBOL;
 using vexa::test::plugin_config;
 using vexa::test::StderrCapture;
 using vexa::test::SteeredProbe;
