@@ -96,12 +96,7 @@ void OdbcExtension::connect() {
         }
         insert_statement_ = prepare_insert(connection->get());
     }
-    try {
-        execute(connection->get(), grouped_latest_rows_probe());
-        grouping_refused_ = false;
-    } catch (OdbcError const&) {
-        grouping_refused_ = true;
-    }
+    grouping_refused_ = !accepts_grouped_latest_rows(dbms);
     hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
     connection_ = std::move(connection);
 }
