@@ -22,8 +22,8 @@ VEXA_DATASTORE_EXPORT std::string selfpath();
 // `path` with a leading "~" (alone or before "/") replaced by $HOME and
 // every "$NAME" or "${NAME}" by the value of that environment variable.
 // Nothing else changes: blanks, quotes and pattern characters such as "*"
-// stay as written, so the result names exactly one file (unlike
-// str::wordexp). A "$" that does not start a variable name stays as it is.
+// stay as written, so the result names exactly one file. A "$" that does
+// not start a variable name stays as it is.
 // Throws std::runtime_error naming the variable when one it needs is unset
 // or empty: a path silently rooted at "/" would create files where nobody
 // looks for them.

@@ -36,9 +36,10 @@ VEXA_DATASTORE_EXPORT std::string squeeze(std::string text, char c);
 // "/x", "." for a text without "/".
 VEXA_DATASTORE_EXPORT std::string dirname(std::string const& path);
 
-// Shell-style expansion of variables and a leading "~", never running
-// commands: wordexp("$HOME/x") -> "/home/u/x". Of several words the first is
-// returned, of none "". A text that cannot be expanded is returned unchanged.
+// `text` with its variables and a leading "~" expanded as fs::expand_path
+// does, so blanks stay and nothing runs: wordexp("$HOME/my x") ->
+// "/home/u/my x". A text naming an unset or empty variable is returned
+// unchanged; an empty text gives "".
 VEXA_DATASTORE_EXPORT std::string wordexp(std::string text);
 
 }  // namespace vexa::str

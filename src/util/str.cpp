@@ -1,9 +1,10 @@
 #include <util/str.h>
 
-#include <wordexp.h>
-
 #include <algorithm>
 #include <cctype>
+#include <stdexcept>
+
+#include <util/fs.h>
 
 namespace vexa::str {
 
@@ -73,18 +74,11 @@ std::string dirname(std::string const& path) {
 }
 
 std::string wordexp(std::string text) {
-    ::wordexp_t words{};
-    int const rc = ::wordexp(text.c_str(), &words, WRDE_NOCMD);
-    if (rc != 0) {
-        // Only an out-of-memory failure leaves a partial result behind.
-        if (rc == WRDE_NOSPACE) {
-            ::wordfree(&words);
-        }
+    try {
+        return fs::expand_path(text);
+    } catch (std::runtime_error const&) {
         return text;
     }
-    std::string first = words.we_wordc > 0 ? words.we_wordv[0] : "";
-    ::wordfree(&words);
-    return first;
 }
 
 }  // namespace vexa::str

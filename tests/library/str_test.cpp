@@ -102,18 +102,27 @@ TEST(Wordexp, LeavesAPlainTextAsItIs) {
     EXPECT_EQ(wordexp("/var/lib/vexa.db"), "/var/lib/vexa.db");
 }
 
-TEST(Wordexp, OfSeveralWordsGivesTheFirst) {
+TEST(Wordexp, KeepsBlanksSoAPathWithABlankStaysOnePath) {
+    vexa::test::ScopedEnv home("HOME", std::string("/home/my home"));
     vexa::test::ScopedEnv words("VEXA_STR_TEST_WORDS", std::string("first second"));
-    EXPECT_EQ(wordexp("one two"), "one");
-    EXPECT_EQ(wordexp("$VEXA_STR_TEST_WORDS"), "first");
+    EXPECT_EQ(wordexp("one two"), "one two");
+    EXPECT_EQ(wordexp("/opt/my tools/datastore"), "/opt/my tools/datastore");
+    EXPECT_EQ(wordexp("$VEXA_STR_TEST_WORDS"), "first second");
+    EXPECT_EQ(wordexp("~/a  b"), "/home/my home/a  b");
 }
 
-TEST(Wordexp, QuotesKeepBlanksInsideOneWord) { EXPECT_EQ(wordexp("\"a b\" c"), "a b"); }
+TEST(Wordexp, KeepsQuotesAndPatternCharactersAsWritten) {
+    EXPECT_EQ(wordexp("\"a b\" c"), "\"a b\" c");
+    EXPECT_EQ(wordexp("/opt/*/lib?/[ab]"), "/opt/*/lib?/[ab]");
+}
 
-TEST(Wordexp, OfNoWordGivesAnEmptyText) {
+TEST(Wordexp, OfAnEmptyTextGivesAnEmptyText) { EXPECT_EQ(wordexp(""), ""); }
+
+TEST(Wordexp, ReturnsATextWithAnUnsetOrEmptyVariableUnchanged) {
     vexa::test::ScopedEnv unset("VEXA_STR_TEST_UNSET", std::nullopt);
-    EXPECT_EQ(wordexp(""), "");
-    EXPECT_EQ(wordexp("$VEXA_STR_TEST_UNSET"), "");
+    vexa::test::ScopedEnv empty("VEXA_STR_TEST_EMPTY", std::string());
+    EXPECT_EQ(wordexp("$VEXA_STR_TEST_UNSET"), "$VEXA_STR_TEST_UNSET");
+    EXPECT_EQ(wordexp("/a/${VEXA_STR_TEST_EMPTY}/b"), "/a/${VEXA_STR_TEST_EMPTY}/b");
 }
 
 TEST(Wordexp, NeverRunsACommandAndReturnsSuchATextUnchanged) {

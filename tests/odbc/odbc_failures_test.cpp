@@ -108,6 +108,25 @@ TEST_F(OdbcFailures, MalformedSourceParametersFailTheOpen) {
     EXPECT_EQ(log_, "odbc: malformed source parameters \"vexa_pg|readonly=true\"\n");
 }
 
+TEST_F(OdbcFailures, ReadOnlyTakesTrueOrFalseOnly) {
+    std::string const db = vexa::test::fresh_database();
+    for (std::string const value : {"TRUE", "True", "yes", ""}) {
+        open_bad(vexa::test::pg_source(db) + "|read_only=" + value);
+        EXPECT_EQ(thrown_, vexa::test::odbc_open_failed_text("bad"));
+        EXPECT_EQ(log_, "odbc: read_only must be false or true, not \"" + value + "\"\n");
+    }
+    EXPECT_EQ(vexa::test::psql(db, "SELECT count(*) FROM pg_class WHERE relname = 'vexa_1';"),
+              "0\n");
+    open_odbc("writable", vexa::test::pg_source(db) + "|read_only=false");
+    open_odbc("read-only", vexa::test::pg_source(db) + "|read_only=true");
+    EXPECT_EQ(vexa::test::extension_of("writable")->describe().substr(
+                  vexa::test::extension_of("writable")->describe().size() - 13),
+              " (read-write)");
+    EXPECT_EQ(vexa::test::extension_of("read-only")->describe().substr(
+                  vexa::test::extension_of("read-only")->describe().size() - 12),
+              " (read-only)");
+}
+
 TEST_F(OdbcFailures, AnInstanceAnswersAgainAfterItsServerRestarts) {
     vexa::test::OwnPgServer server;
     open_odbc("restarting", server.source());

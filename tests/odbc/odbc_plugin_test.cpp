@@ -268,6 +268,38 @@ TEST_F(OdbcPlugin, ALargeStampSurvivesTheLatestRowQueryOnPostgresql) {
     expect_row_of(rows[0], new_run);
 }
 
+// The lines the fixture's server has logged so far (pg_server.sh keeps its
+// log beside the server's data).
+std::string server_log() {
+    std::string const server_dir =
+        vexa::test::read_file(vexa::test::odbc_state_dir() + "/server");
+    return vexa::test::read_file(server_dir.substr(0, server_dir.find('\n')) + "/server.log");
+}
+
+TEST_F(OdbcPlugin, OpeningAndReadingTheLatestRowsLeaveNoErrorInTheServerLog) {
+    std::string const db = fresh_database();
+    std::string::size_type const logged_before = server_log().size();
+    open_odbc("pg", pg_source(db));
+    ASSERT_EQ(insert_run("pg", provider_run("p", "h", 1)), kOk);
+    vexa::datastore::SQLParameters sql;
+    vexa::datastore::ReadParameters parameters;
+    parameters.providers = {"p"};
+    parameters.sql = &sql;
+    std::vector<Row> rows;
+    ASSERT_EQ(vexa::test::control("pg", vexa::datastore::OP_GET_LATEST_ROWS, &parameters, &rows),
+              kOk);
+    ASSERT_EQ(rows.size(), 1u);
+    // The server is shared with other suites: only this session's lines count.
+    std::vector<Row> session;
+    ASSERT_EQ(select_query("pg", "SELECT pg_backend_pid() AS rowid", session,
+                           {{"rowid", vexa::datastore::rowid_member}}),
+              kOk);
+    ASSERT_EQ(session.size(), 1u);
+    std::string const logged = server_log().substr(logged_before);
+    EXPECT_EQ(logged.find("[" + std::to_string(session[0].rowid) + "] ERROR:"), std::string::npos)
+        << logged;
+}
+
 // --- read-only instances ---------------------------------------------------------
 
 TEST_F(OdbcPlugin, AReadOnlyInstanceCreatesNothingAndNeverWrites) {

@@ -1,4 +1,4 @@
-# Run with -P by the test tool_demo_from_install_prefix: installs the
+# Run with -P by the tests tool_demo_from_install_prefix*: installs the
 # project from BUILD_DIR into the scratch PREFIX and runs the demo there,
 # without the developer's own VEXA_DATASTORE_CONFIG.
 function(run_checked description)

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -38,9 +39,11 @@ TEST_F(ToolInScratchHome, AReadOnlyDatastoreStopsInsertAndDemoAtTheFirstRecord) 
 }
 
 TEST_F(ToolInScratchHome, ALockedDatastoreIsReportedAsLockedNotReadOnly) {
-    output_of({"demo"});
-    // Another writer holds the write lock for as long as the tool waits (the
-    // plug-in's busy timeout), so the tool's writable open cannot finish.
+    // Only a file still being created needs the write lock to open: another
+    // writer holds it for as long as the tool waits (the plug-in's busy
+    // timeout), so the tool's writable open cannot finish.
+    std::filesystem::create_directories(std::filesystem::path(default_database()).parent_path());
+    close(open(default_database().c_str(), O_CREAT | O_WRONLY, 0644));
     sqlite3* writer = nullptr;
     ASSERT_EQ(SQLITE_OK, sqlite3_open(default_database().c_str(), &writer));
     ASSERT_EQ(SQLITE_OK, sqlite3_exec(writer, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr));

@@ -28,10 +28,7 @@ std::string version_query(Dbms dbms) {
     return dbms == Dbms::postgresql ? "SHOW server_version" : "";
 }
 
-std::string grouped_latest_rows_probe() {
-    return "SELECT *, MAX(unique_timestamp) FROM " + table_view +
-           " WHERE 1 = 0 GROUP BY OptionID, Hostname, Provider";
-}
+bool accepts_grouped_latest_rows(Dbms dbms) { return dbms == Dbms::sqlite; }
 
 QueryAround latest_rows_query() {
     return {"SELECT v.* FROM " + table_view +

@@ -23,9 +23,11 @@ std::string read_only_statement(Dbms dbms);
 // or "" where SQL_DBMS_VER says it.
 std::string version_query(Dbms dbms);
 
-// A probe of the composed latest-row grouping ("SELECT *, MAX(...) ...
-// GROUP BY"), which standard SQL (and PostgreSQL) rejects; it reads no row.
-std::string grouped_latest_rows_probe();
+// Whether the database system takes the composed latest-row grouping
+// ("SELECT *, MAX(...) ... GROUP BY"): SQLite does; standard SQL, and so
+// PostgreSQL, rejects it. Known from the name rather than tried, since a
+// refused try leaves an error in the server's log at every connection.
+bool accepts_grouped_latest_rows(Dbms dbms);
 
 // A query around its where clause, as interface::select_latest_rows takes it.
 struct QueryAround {

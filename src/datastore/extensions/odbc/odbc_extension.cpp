@@ -47,12 +47,13 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
     insert_statement_.reset();
     connection_.reset();
     try {
-        std::optional<SourceSettings> source = read_source_settings(source_parameters);
-        if (!source) {
-            log_warning("odbc: malformed source parameters \"" + source_parameters + "\"");
+        try {
+            source_ = read_source_settings(source_parameters);
+        } catch (std::runtime_error const& error) {
+            // Logged without a source: none has been read.
+            log_warning(std::string("odbc: ") + error.what());
             return OPERATION_UNSUCCESSFULL;
         }
-        source_ = *source;
         if (environment_ == nullptr) {
             environment_.reset(allocate(SQL_HANDLE_ENV, SQL_NULL_HANDLE));
             check(SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION,
@@ -95,12 +96,7 @@ void OdbcExtension::connect() {
         }
         insert_statement_ = prepare_insert(connection->get());
     }
-    try {
-        execute(connection->get(), grouped_latest_rows_probe());
-        grouping_refused_ = false;
-    } catch (OdbcError const&) {
-        grouping_refused_ = true;
-    }
+    grouping_refused_ = !accepts_grouped_latest_rows(dbms);
     hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
     connection_ = std::move(connection);
 }

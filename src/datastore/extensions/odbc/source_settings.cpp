@@ -1,5 +1,6 @@
 #include "source_settings.h"
 
+#include <stdexcept>
 #include <vector>
 
 #include <odbcinst.h>
@@ -91,7 +92,7 @@ std::string SourceSettings::display() const {
     return "connection=" + shown;
 }
 
-std::optional<SourceSettings> read_source_settings(std::string const& params) {
+SourceSettings read_source_settings(std::string const& params) {
     SourceSettings source;
     std::string text = params;
     std::string::size_type const bar = text.rfind('|');
@@ -99,9 +100,14 @@ std::optional<SourceSettings> read_source_settings(std::string const& params) {
         std::string const item = text.substr(bar + 1);
         std::string::size_type const equals = item.find('=');
         if (equals == std::string::npos || str::stripws(item.substr(0, equals)) != "read_only") {
-            return std::nullopt;
+            throw std::runtime_error("malformed source parameters \"" + params + "\"");
         }
-        source.read_only = str::stripws(item.substr(equals + 1)) == "true";
+        std::string const value = str::stripws(item.substr(equals + 1));
+        // Anything else, "TRUE" included, would silently open a writable instance.
+        if (value != "false" && value != "true") {
+            throw std::runtime_error("read_only must be false or true, not \"" + value + "\"");
+        }
+        source.read_only = value == "true";
         text.erase(bar);
     }
     source.target = str::stripws(text);

@@ -3,7 +3,6 @@
 #ifndef VEXA_ODBC_PLUGIN_SOURCE_SETTINGS_H_
 #define VEXA_ODBC_PLUGIN_SOURCE_SETTINGS_H_
 
-#include <optional>
 #include <string>
 
 namespace vexa::datastore::odbc_plugin {
@@ -24,10 +23,10 @@ struct SourceSettings {
 };
 
 // Reads "TARGET" or "TARGET|read_only=true|false" (blanks around the pieces
-// ignored; read_only only for the exact text true). An empty target means
-// the default data source name. Nothing when the text after the last "|" is
-// not a read_only item.
-std::optional<SourceSettings> read_source_settings(std::string const& params);
+// ignored). An empty target means the default data source name. Throws
+// std::runtime_error with the reason when the text after the last "|" is not
+// a read_only item or its value is neither true nor false.
+SourceSettings read_source_settings(std::string const& params);
 
 }  // namespace vexa::datastore::odbc_plugin
 

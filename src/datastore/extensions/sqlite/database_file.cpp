@@ -74,10 +74,13 @@ Database open_writable(std::string const& path, bool full_sync) {
         throw std::runtime_error("attempt to write a readonly database");
     }
     // The first statement reads the file header, so a file that is not a
-    // database fails here, before anything is written to it. It lets pruning
-    // hand freed pages back in small steps, and takes effect only in a file
-    // still without a page: older files keep their mode.
-    execute(db.get(), "PRAGMA auto_vacuum=INCREMENTAL;");
+    // database fails here, before anything is written to it. Incremental
+    // vacuum lets pruning hand freed pages back in small steps; it takes
+    // effect only in a file still without a page, and setting it on an
+    // existing file would wait for the write lock behind every busy writer.
+    if (integer_of(db.get(), "PRAGMA page_count;", 0) == 0) {
+        execute(db.get(), "PRAGMA auto_vacuum=INCREMENTAL;");
+    }
     execute(db.get(), "PRAGMA journal_mode=WAL;");
     // NORMAL loses no committed row on a crash of the program and spares a
     // disk flush per inserted row, but a power failure may take the last
