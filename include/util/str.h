@@ -38,8 +38,8 @@ VEXA_DATASTORE_EXPORT std::string dirname(std::string const& path);
 
 // `text` with its variables and a leading "~" expanded as fs::expand_path
 // does, so blanks stay and nothing runs: wordexp("$HOME/my x") ->
-// "/home/u/my x". A text naming an unset or empty variable is returned
-// unchanged; an empty text gives "".
+// "/home/u/my x". As in a shell, an unset or empty variable expands to
+// nothing; an empty text gives "".
 VEXA_DATASTORE_EXPORT std::string wordexp(std::string text);
 
 }  // namespace vexa::str

@@ -11,6 +11,8 @@
 
 #include <util/str.h>
 
+#include "variable_expansion.h"
+
 namespace vexa::fs {
 
 namespace {
@@ -59,6 +61,10 @@ std::string selfpath() {
         return abspath(info.dli_fname);
     }
     return resolved;
+}
+
+std::string expand_path(std::string const& path) {
+    return util::expand_variables(path, util::UnsetVariable::is_an_error);
 }
 
 }  // namespace vexa::fs

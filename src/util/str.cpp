@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cctype>
-#include <stdexcept>
 
-#include <util/fs.h>
+#include "variable_expansion.h"
 
 namespace vexa::str {
 
@@ -73,12 +72,10 @@ std::string dirname(std::string const& path) {
     return path.substr(0, slash);
 }
 
+// Unlike a shell, splits no words and removes no quotes, so a path with a
+// blank stays one path.
 std::string wordexp(std::string text) {
-    try {
-        return fs::expand_path(text);
-    } catch (std::runtime_error const&) {
-        return text;
-    }
+    return util::expand_variables(text, util::UnsetVariable::expands_to_nothing);
 }
 
 }  // namespace vexa::str

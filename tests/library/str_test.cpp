@@ -118,11 +118,11 @@ TEST(Wordexp, KeepsQuotesAndPatternCharactersAsWritten) {
 
 TEST(Wordexp, OfAnEmptyTextGivesAnEmptyText) { EXPECT_EQ(wordexp(""), ""); }
 
-TEST(Wordexp, ReturnsATextWithAnUnsetOrEmptyVariableUnchanged) {
+TEST(Wordexp, ExpandsAnUnsetOrEmptyVariableToNothingAsAShellDoes) {
     vexa::test::ScopedEnv unset("VEXA_STR_TEST_UNSET", std::nullopt);
     vexa::test::ScopedEnv empty("VEXA_STR_TEST_EMPTY", std::string());
-    EXPECT_EQ(wordexp("$VEXA_STR_TEST_UNSET"), "$VEXA_STR_TEST_UNSET");
-    EXPECT_EQ(wordexp("/a/${VEXA_STR_TEST_EMPTY}/b"), "/a/${VEXA_STR_TEST_EMPTY}/b");
+    EXPECT_EQ(wordexp("$VEXA_STR_TEST_UNSET"), "");
+    EXPECT_EQ(wordexp("/a/${VEXA_STR_TEST_EMPTY}/b"), "/a//b");
 }
 
 TEST(Wordexp, NeverRunsACommandAndReturnsSuchATextUnchanged) {

@@ -119,11 +119,13 @@ TEST_F(OdbcFailures, ReadOnlyTakesTrueOrFalseOnly) {
               "0\n");
     open_odbc("writable", vexa::test::pg_source(db) + "|read_only=false");
     open_odbc("read-only", vexa::test::pg_source(db) + "|read_only=true");
-    EXPECT_EQ(vexa::test::extension_of("writable")->describe().substr(
-                  vexa::test::extension_of("writable")->describe().size() - 13),
+    EXPECT_EQ(vexa::test::extension_of("writable")
+                  ->describe()
+                  .substr(vexa::test::extension_of("writable")->describe().size() - 13),
               " (read-write)");
-    EXPECT_EQ(vexa::test::extension_of("read-only")->describe().substr(
-                  vexa::test::extension_of("read-only")->describe().size() - 12),
+    EXPECT_EQ(vexa::test::extension_of("read-only")
+                  ->describe()
+                  .substr(vexa::test::extension_of("read-only")->describe().size() - 12),
               " (read-only)");
 }
 

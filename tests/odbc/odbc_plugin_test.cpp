@@ -271,8 +271,7 @@ TEST_F(OdbcPlugin, ALargeStampSurvivesTheLatestRowQueryOnPostgresql) {
 // The lines the fixture's server has logged so far (pg_server.sh keeps its
 // log beside the server's data).
 std::string server_log() {
-    std::string const server_dir =
-        vexa::test::read_file(vexa::test::odbc_state_dir() + "/server");
+    std::string const server_dir = vexa::test::read_file(vexa::test::odbc_state_dir() + "/server");
     return vexa::test::read_file(server_dir.substr(0, server_dir.find('\n')) + "/server.log");
 }
 
