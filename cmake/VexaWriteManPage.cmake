@@ -8,11 +8,8 @@
 # hand-written rest. The page is gzipped as Debian installs man pages.
 cmake_minimum_required(VERSION 3.25)
 
-foreach(variable TOOL HELP2MAN SECTIONS OUTPUT)
-  if(NOT ${variable})
-    message(FATAL_ERROR "VexaWriteManPage.cmake needs -D${variable}=...")
-  endif()
-endforeach()
+include("${CMAKE_CURRENT_LIST_DIR}/VexaScriptSupport.cmake")
+vexa_require_defines(VexaWriteManPage.cmake TOOL HELP2MAN SECTIONS OUTPUT)
 # A sanitizer build's tool runs here too; a leak report is not help text.
 set(ENV{ASAN_OPTIONS} "detect_leaks=0")
 

@@ -7,25 +7,13 @@
 # find_package(VexaDatastore) and through pkg-config.
 cmake_minimum_required(VERSION 3.25)
 
-foreach(variable BUILD_ROOT SOURCE_ROOT WORK_DIR CXX_COMPILER)
-  if(NOT ${variable})
-    message(FATAL_ERROR "check_install.cmake needs -D${variable}=...")
-  endif()
-endforeach()
+include("${CMAKE_CURRENT_LIST_DIR}/../../cmake/VexaScriptSupport.cmake")
+vexa_require_defines(check_install.cmake BUILD_ROOT SOURCE_ROOT WORK_DIR CXX_COMPILER)
 
 set(prefix "${WORK_DIR}/prefix")
 set(consumer_source "${SOURCE_ROOT}/tests/install/consumer")
 file(REMOVE_RECURSE "${WORK_DIR}")
 file(MAKE_DIRECTORY "${WORK_DIR}")
-
-# Runs a command; stops the check with its output when it fails.
-function(run_step description)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT result EQUAL 0)
-    message(FATAL_ERROR "${description} failed (${result}):\n${out}\n${err}")
-  endif()
-  set(step_output "${out}" PARENT_SCOPE)
-endfunction()
 
 # The consumer prints "INSTALL_ROOT=<root>" and fails unless the root
 # resolves to the prefix; check the printed text too.
@@ -41,7 +29,7 @@ function(check_consumer_output description output)
   message(STATUS "${description}: INSTALL_ROOT=${root}")
 endfunction()
 
-run_step("cmake --install" "${CMAKE_COMMAND}" --install "${BUILD_ROOT}" --prefix "${prefix}")
+vexa_run_checked("cmake --install" "${CMAKE_COMMAND}" --install "${BUILD_ROOT}" --prefix "${prefix}")
 
 set(expected_files
   lib/quarn64/libvexa_datastore.so
@@ -75,7 +63,7 @@ message(STATUS "installation layout: ${file_count} files present")
 
 # A consumer found through find_package(VexaDatastore) in the prefix.
 set(consumer_build "${WORK_DIR}/consumer-build")
-run_step("configuring the consumer"
+vexa_run_checked("configuring the consumer"
   "${CMAKE_COMMAND}" -S "${consumer_source}" -B "${consumer_build}"
   "-DCMAKE_PREFIX_PATH=${prefix}"
   "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}"
@@ -83,12 +71,12 @@ run_step("configuring the consumer"
   "-DCMAKE_CXX_FLAGS=${SANITIZE_FLAGS}"
   "-DCMAKE_EXE_LINKER_FLAGS=${SANITIZE_FLAGS}"
   -DCMAKE_FIND_USE_PACKAGE_REGISTRY=OFF)
-run_step("building the consumer" "${CMAKE_COMMAND}" --build "${consumer_build}")
-run_step("running the consumer" "${consumer_build}/consumer" "${prefix}")
-check_consumer_output("find_package consumer" "${step_output}")
+vexa_run_checked("building the consumer" "${CMAKE_COMMAND}" --build "${consumer_build}")
+vexa_run_checked("running the consumer" "${consumer_build}/consumer" "${prefix}")
+check_consumer_output("find_package consumer" "${run_output}")
 
 # The package files beside the library also work when named directly.
-run_step("configuring the consumer with VexaDatastore_DIR"
+vexa_run_checked("configuring the consumer with VexaDatastore_DIR"
   "${CMAKE_COMMAND}" -S "${consumer_source}" -B "${WORK_DIR}/consumer-direct"
   "-DVexaDatastore_DIR=${prefix}/lib/quarn64/cmake/VexaDatastore"
   "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}"
@@ -97,12 +85,12 @@ run_step("configuring the consumer with VexaDatastore_DIR"
 # The same program built with the flags pkg-config gives.
 find_program(PKG_CONFIG_EXECUTABLE NAMES pkg-config pkgconf REQUIRED)
 set(ENV{PKG_CONFIG_PATH} "${prefix}/lib/quarn64/pkgconfig")
-run_step("pkg-config" "${PKG_CONFIG_EXECUTABLE}" --cflags --libs vexa-datastore)
-string(STRIP "${step_output}" pkg_flags)
+vexa_run_checked("pkg-config" "${PKG_CONFIG_EXECUTABLE}" --cflags --libs vexa-datastore)
+string(STRIP "${run_output}" pkg_flags)
 separate_arguments(pkg_flags UNIX_COMMAND "${pkg_flags}")
 separate_arguments(sanitize_flags UNIX_COMMAND "${SANITIZE_FLAGS}")
 set(pc_consumer "${WORK_DIR}/consumer-pkg-config")
-run_step("building the consumer with pkg-config flags"
+vexa_run_checked("building the consumer with pkg-config flags"
   "${CXX_COMPILER}" -std=c++17 ${sanitize_flags} "${consumer_source}/main.cpp" -o "${pc_consumer}" ${pkg_flags})
-run_step("running the pkg-config consumer" "${pc_consumer}" "${prefix}")
-check_consumer_output("pkg-config consumer" "${step_output}")
+vexa_run_checked("running the pkg-config consumer" "${pc_consumer}" "${prefix}")
+check_consumer_output("pkg-config consumer" "${run_output}")
