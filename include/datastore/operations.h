@@ -44,6 +44,16 @@ inline constexpr unsigned short OP_COMMIT_BATCH = 770;
 // instance unless dry_run is set. Every value is bound, never pasted into
 // the SQL text. Inside an open batch the removal is part of the batch.
 inline constexpr unsigned short OP_PRUNE = 771;
+// in: unused; out: std::string*, replaced by the reason of the last call of
+// this instance that failed in the calling thread (the back end's own words,
+// for example SQLite's or the driver's text), "" when none has. Lets a caller
+// say why a datastore failed without reading the log.
+inline constexpr unsigned short OP_LAST_FAILURE = 772;
+// in: std::chrono::milliseconds const*, the longest any later call of this
+// instance may run (0: no limit, the default unless the source parameters
+// set one); out: unused. A call that runs out of time fails, its reason
+// saying it timed out, and the instance stays usable.
+inline constexpr unsigned short OP_SET_TIME_LIMIT = 773;
 
 // The result of OP_QUERY_TABLE: the result columns by name, in order, and
 // one row per result row with one cell per column. A NULL is nullopt; any

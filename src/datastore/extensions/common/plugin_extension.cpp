@@ -43,6 +43,12 @@ int PluginExtension::control(unsigned short opcode, void const* in, void* out, v
                 return with_records(in, out, this, &PluginExtension::prune_operation);
             case OP_INSERT:
                 return insert_operation(in, out, extra);
+            case OP_SET_TIME_LIMIT:
+                if (in == nullptr) {
+                    return OPERATION_UNSUCCESSFULL;
+                }
+                set_time_limit(*static_cast<std::chrono::milliseconds const*>(in));
+                return OPERATION_SUCCESSFULL;
             default:
                 return interface::control(opcode, in, out, extra);
         }

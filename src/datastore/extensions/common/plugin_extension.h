@@ -2,6 +2,8 @@
 #ifndef VEXA_PLUGIN_COMMON_PLUGIN_EXTENSION_H_
 #define VEXA_PLUGIN_COMMON_PLUGIN_EXTENSION_H_
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -23,6 +25,11 @@ class PluginExtension : public interface {
     int control(unsigned short opcode, void const* in, void* out, void* extra) override;
 
   protected:
+    // The limit OP_SET_TIME_LIMIT set last (0: none); each call of the
+    // plug-in reads it when it starts. Any thread may read or set it.
+    std::chrono::milliseconds time_limit() const { return time_limit_.load(); }
+    void set_time_limit(std::chrono::milliseconds limit) { time_limit_.store(limit); }
+
     // OP_QUERY_TABLE: replaces `out` with the result of `sql`.
     virtual int query_table_operation(std::string const& sql, Table& out) = 0;
     // OP_BEGIN_BATCH and OP_COMMIT_BATCH: whether the batch began or was
@@ -34,6 +41,9 @@ class PluginExtension : public interface {
     virtual int prune_operation(PruneRequest const& request, std::uint64_t& removed) = 0;
     // OP_INSERT; interface::control's unless a plug-in needs more around it.
     virtual int insert_operation(void const* in, void* out, void* extra);
+
+  private:
+    std::atomic<std::chrono::milliseconds> time_limit_{std::chrono::milliseconds::zero()};
 };
 
 }  // namespace vexa::datastore::common
