@@ -3,9 +3,11 @@
 // and never left half by a writer that dies.
 #include <arpa/inet.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -262,6 +264,38 @@ TEST_F(Batch, AReaderInAnotherProcessSeesTheDataBeforeTheBatchOrAllOfIt) {
     ASSERT_EQ(commit_batch("rw"), kOk);
 
     EXPECT_EQ(reader.wait(), 0);
+}
+
+TEST_F(Batch, AnInsertRacingTheFailureOfAnotherNeverCommitsOutsideTheLostBatch) {
+    open_store();
+    vexa::test::ScopedLogLevel const quiet(3);  // two hundred expected rollbacks
+    auto bad = provider_run("bad", "h", 0);
+    bad.header.node_names = {"a,b"};  // refused, which loses the batch
+    for (int round = 0; round < 200; ++round) {
+        ASSERT_EQ(begin_batch("rw"), kOk);
+        std::atomic<bool> stop{false};
+        std::atomic<int> started{0};
+        std::vector<std::thread> writers;
+        for (int w = 0; w < 3; ++w) {
+            writers.emplace_back([&, w] {
+                ++started;
+                for (int i = 0; !stop; ++i) {
+                    insert_run("rw", provider_run("good", "h" + std::to_string(w), i));
+                }
+            });
+        }
+        while (started < 3) {
+            std::this_thread::yield();
+        }
+        EXPECT_EQ(insert_run("rw", bad), kFailed);
+        stop = true;
+        for (auto& writer : writers) {
+            writer.join();
+        }
+        EXPECT_EQ(commit_batch("rw"), kFailed);
+        // Every good row went into the lost batch or was refused after it.
+        ASSERT_EQ(count_of(file_), "0") << "round " << round;
+    }
 }
 
 }  // namespace

@@ -128,16 +128,27 @@ bool SqliteExtension::select(std::string query, std::vector<Row>& out,
 
 bool SqliteExtension::insert(provider::header const& header, std::string const& option_id,
                              std::string const& stdout_text, std::string const& stderr_text) {
+    // One critical section from the batch's state to the row's step: a
+    // failure of another thread in between would roll the batch back and
+    // leave this row to commit on its own.
     std::lock_guard<std::mutex> const lock(mutex_);
-    if (insert_statement_ == nullptr) {
-        return false;  // read-only, or not open
+    if (insert_statement_ == nullptr || batch_.has_failed()) {
+        return false;  // read-only, not open, or in a lost batch that takes nothing more
     }
-    return logging_failure(path_, [&] {
-        execute_insert(db_.get(), insert_statement_.get(), header, option_id, stdout_text,
-                       stderr_text);
-        inserted_since_analysis_ = true;
-        return true;
-    });
+    try {
+        return logging_failure(path_, [&] {
+            execute_insert(db_.get(), insert_statement_.get(), header, option_id, stdout_text,
+                           stderr_text);
+            inserted_since_analysis_ = true;
+            return true;
+        });
+    } catch (std::exception const& error) {
+        if (batch_.is_running()) {
+            batch_.roll_back(db_.get(), instance_name,
+                             std::string("an insert failed: ") + error.what());
+        }
+        throw;
+    }
 }
 
 }  // namespace vexa::datastore::sqlite_plugin

@@ -40,9 +40,10 @@ class SqliteExtension : public common::PluginExtension {
     bool select(std::string query, std::vector<Row>& out,
                 std::map<std::string, int> const& fields) override;
     // Appends one row to the provider table; SQLite numbers it. False on a
-    // read-only instance, which is never written. Throws std::runtime_error,
-    // its reason logged at level 4, when SQLite fails or a node name holds a
-    // comma.
+    // read-only instance, which is never written, and inside a batch lost
+    // to an earlier failure. Throws std::runtime_error, its reason logged at
+    // level 4, when SQLite fails or a node name holds a comma; inside a
+    // batch that failure rolls the whole batch back.
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
@@ -53,8 +54,6 @@ class SqliteExtension : public common::PluginExtension {
     bool begin_batch() override;
     bool commit_batch() override;
     int prune_operation(PruneRequest const& request, std::uint64_t& removed) override;
-    // OP_INSERT, which an open batch turns into part of one transaction.
-    int insert_operation(void const* in, void* out, void* extra) override;
 
     void close() noexcept;
 

@@ -36,23 +36,4 @@ int SqliteExtension::prune_operation(PruneRequest const& request, std::uint64_t&
     return OPERATION_SUCCESSFULL;
 }
 
-int SqliteExtension::insert_operation(void const* in, void* out, void* extra) {
-    {
-        std::lock_guard<std::mutex> const lock(mutex_);
-        if (batch_.has_failed()) {
-            return OPERATION_UNSUCCESSFULL;  // the batch is lost; nothing more goes into it
-        }
-    }
-    // insert() takes the lock itself.
-    int const result = interface::control(OP_INSERT, in, out, extra);
-    if (result != OPERATION_SUCCESSFULL) {
-        std::lock_guard<std::mutex> const lock(mutex_);
-        if (batch_.is_running()) {
-            batch_.roll_back(db_.get(), instance_name,
-                             std::string("an insert failed: ") + sqlite3_errmsg(db_.get()));
-        }
-    }
-    return result;
-}
-
 }  // namespace vexa::datastore::sqlite_plugin
