@@ -22,12 +22,16 @@ class Batch : public common::BatchState {
     bool begin(::sqlite3* db);
 
     // Commits the open batch and ends it; true when there was none. A failed
-    // batch ends with false. A commit that fails is rolled back and logged
-    // for the instance `name`, with false.
-    bool commit(::sqlite3* db, std::string const& name) noexcept;
+    // batch ends with false. A commit that fails, or would go to a file no
+    // longer at `path`, is rolled back and logged for the instance `name`,
+    // with false; so is a commit that the file moved under while it ran,
+    // its rows being in the moved file only.
+    bool commit(::sqlite3* db, std::string const& name, std::string const& path) noexcept;
 
     // Rolls the open batch back after `reason` and logs it for the instance
-    // `name`; the batch stays open, failed, until commit() ends it.
+    // `name`; the batch stays open, failed, until commit() ends it. When the
+    // file has moved, its log is then detached from the path
+    // (detach_log_from_path).
     void roll_back(::sqlite3* db, std::string const& name, std::string const& reason) noexcept;
 };
 

@@ -7,6 +7,7 @@
 #include <util/log.h>
 
 #include "database_file.h"
+#include "file_in_place.h"
 #include "insert.h"
 #include "planner_statistics.h"
 #include "read_authorizer.h"
@@ -50,7 +51,7 @@ SqliteExtension::~SqliteExtension() {
 
 void SqliteExtension::close() noexcept {
     // A batch still open when the instance closes keeps its rows.
-    batch_.commit(db_.get(), instance_name);
+    batch_.commit(db_.get(), instance_name, path_);
     insert_statement_.reset();
     if (db_ != nullptr && !read_only_) {
         // SQLite's advice before closing: analyse what the queries of this
@@ -137,9 +138,15 @@ bool SqliteExtension::insert(provider::header const& header, std::string const& 
     }
     try {
         return logging_failure(path_, [&] {
+            require_file_in_place(db_.get(), path_);
             execute_insert(db_.get(), insert_statement_.get(), header, option_id, stdout_text,
                            stderr_text);
             inserted_since_analysis_ = true;
+            if (!batch_.is_running()) {
+                // The row is committed: acknowledged only when it went to the
+                // file at the path, which may have moved during the write.
+                require_file_in_place(db_.get(), path_);
+            }
             return true;
         });
     } catch (std::exception const& error) {

@@ -22,7 +22,7 @@ bool SqliteExtension::begin_batch() {
 
 bool SqliteExtension::commit_batch() {
     std::lock_guard<std::mutex> const lock(mutex_);
-    return batch_.commit(db_.get(), instance_name);
+    return batch_.commit(db_.get(), instance_name, path_);
 }
 
 int SqliteExtension::prune_operation(PruneRequest const& request, std::uint64_t& removed) {
