@@ -13,6 +13,7 @@
 #include "read_authorizer.h"
 #include "row_reader.h"
 #include "source_settings.h"
+#include "time_limit.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -69,6 +70,7 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
         SourceSettings const settings = read_source_settings(source_parameters);
         read_only_ = settings.read_only;
         path_ = settings.path;
+        set_time_limit(settings.time_limit);
         db_ = read_only_ ? open_read_only(path_) : open_writable(path_, settings.full_sync);
         if (!read_only_) {
             insert_statement_ = prepare_insert(db_.get());
@@ -107,23 +109,25 @@ bool SqliteExtension::select(std::string query, std::vector<Row>& out,
         inserted_since_analysis_ = false;
     }
     return logging_failure(path_, [&] {
-        ReadAuthorizer const authorizer(db_.get());
-        Statement const statement = prepare(db_.get(), query);
-        if (statement == nullptr) {
-            return true;  // a text of blanks or comments holds no statement and no rows
-        }
-        if (sqlite3_stmt_readonly(statement.get()) == 0) {
-            throw std::runtime_error("not a read-only statement: " + query);
-        }
-        RowReader const reader(statement.get(), fields);
-        int rc;
-        while ((rc = sqlite3_step(statement.get())) == SQLITE_ROW) {
-            reader.read(out.emplace_back());
-        }
-        if (rc != SQLITE_DONE) {
-            fail(db_.get());
-        }
-        return true;
+        return within_time_limit(db_.get(), time_limit(), [&] {
+            ReadAuthorizer const authorizer(db_.get());
+            Statement const statement = prepare(db_.get(), query);
+            if (statement == nullptr) {
+                return true;  // a text of blanks or comments holds no statement and no rows
+            }
+            if (sqlite3_stmt_readonly(statement.get()) == 0) {
+                throw std::runtime_error("not a read-only statement: " + query);
+            }
+            RowReader const reader(statement.get(), fields);
+            int rc;
+            while ((rc = sqlite3_step(statement.get())) == SQLITE_ROW) {
+                reader.read(out.emplace_back());
+            }
+            if (rc != SQLITE_DONE) {
+                fail(db_.get());
+            }
+            return true;
+        });
     });
 }
 
@@ -138,16 +142,18 @@ bool SqliteExtension::insert(provider::header const& header, std::string const& 
     }
     try {
         return logging_failure(path_, [&] {
-            require_file_in_place(db_.get(), path_);
-            execute_insert(db_.get(), insert_statement_.get(), header, option_id, stdout_text,
-                           stderr_text);
-            inserted_since_analysis_ = true;
-            if (!batch_.is_running()) {
-                // The row is committed: acknowledged only when it went to the
-                // file at the path, which may have moved during the write.
+            return within_time_limit(db_.get(), time_limit(), [&] {
                 require_file_in_place(db_.get(), path_);
-            }
-            return true;
+                execute_insert(db_.get(), insert_statement_.get(), header, option_id, stdout_text,
+                               stderr_text);
+                inserted_since_analysis_ = true;
+                if (!batch_.is_running()) {
+                    // The row is committed: acknowledged only when it went to the
+                    // file at the path, which may have moved during the write.
+                    require_file_in_place(db_.get(), path_);
+                }
+                return true;
+            });
         });
     } catch (std::exception const& error) {
         if (batch_.is_running()) {

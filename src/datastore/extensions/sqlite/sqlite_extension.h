@@ -21,10 +21,13 @@ class SqliteExtension : public common::PluginExtension {
   public:
     ~SqliteExtension() override;
 
-    // Reads "source=PATH|read_only=true|false|synchronous=normal|full" (any
-    // order, the path possibly quoted; missing items default to
-    // DEFAULT_DATA_SOURCE, writable and normal), expands variables and a
-    // leading "~" in the path and opens the file. Returns 0, or 1 when the
+    // Reads "source=PATH|read_only=true|false|synchronous=normal|full|
+    // timeout=SECONDS" (any order, the path possibly quoted; missing items
+    // default to DEFAULT_DATA_SOURCE, writable, normal and no time limit),
+    // expands variables and a leading "~" in the path and opens the file.
+    // The timeout becomes the time limit of every later call (OP_SET_TIME_LIMIT
+    // changes it): a call running longer fails, its reason saying it timed
+    // out, and the instance stays usable. Returns 0, or 1 when the
     // text is malformed, holds an unknown key or value, or the file cannot be
     // opened as asked; the reason is logged at level 4. Never throws.
     int open_instance(std::string const& source_parameters) override;

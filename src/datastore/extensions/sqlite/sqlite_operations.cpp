@@ -3,6 +3,7 @@
 #include "pruning.h"
 #include "sqlite_extension.h"
 #include "table_query.h"
+#include "time_limit.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -11,7 +12,7 @@ int SqliteExtension::query_table_operation(std::string const& sql, Table& out) {
     if (db_ == nullptr) {
         return OPERATION_UNSUCCESSFULL;
     }
-    query_table(db_.get(), sql, out);
+    within_time_limit(db_.get(), time_limit(), [&] { query_table(db_.get(), sql, out); });
     return OPERATION_SUCCESSFULL;
 }
 
