@@ -1,8 +1,13 @@
 // insert and load-sql: bad lines are reported by number and the good ones
 // stored; names holding a quote are refused.
+#include <sys/mount.h>
+
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tool_fixture.h"
@@ -167,6 +172,54 @@ TEST_F(ToolInScratchHome, InsertInBatchesStillSkipsOnlyBadLines) {
     EXPECT_EQ(0u, outcome.err.find("vexa-datastore: standard input line 4 skipped: "))
         << outcome.err;
     EXPECT_EQ(6u, json_of({"select"}).size());
+}
+
+// A file system of `size` (as tmpfs takes it: "1m") mounted on the directory
+// `dir` for the life of the object: a real disk that fills up. Mounting
+// needs root, as the suites run in CI.
+class SmallFileSystem {
+  public:
+    SmallFileSystem(std::string dir, std::string const& size) : dir_(std::move(dir)) {
+        mounted_ = mount("vexa-test", dir_.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
+        EXPECT_TRUE(mounted_) << "cannot mount a tmpfs on " << dir_ << ": " << std::strerror(errno);
+    }
+    ~SmallFileSystem() {
+        if (mounted_) {
+            umount2(dir_.c_str(), MNT_DETACH);
+        }
+    }
+    SmallFileSystem(SmallFileSystem const&) = delete;
+    SmallFileSystem& operator=(SmallFileSystem const&) = delete;
+
+    bool mounted() const { return mounted_; }
+
+  private:
+    std::string dir_;
+    bool mounted_ = false;
+};
+
+TEST_F(ToolInScratchHome, ABatchLostToAFullDiskSaysWhy) {
+    SmallFileSystem const disk(home_, "1m");
+    ASSERT_TRUE(disk.mounted());
+    output_of({"insert"}, R"({"Provider": "p", "Hostname": "first"})"
+                          "\n");
+    std::string lines;
+    std::string const text(600, 'x');
+    for (int i = 0; i < 2000; ++i) {
+        lines += R"({"Provider": "p", "Hostname": "h)" + std::to_string(i) + R"(", "STDOUT": ")" +
+                 text + "\"}\n";
+    }
+    write_file(file("runs.jsonl"), lines);  // beside the small disk, not on it
+
+    // The batch needs more than the megabyte the disk has.
+    Outcome const outcome = run({"insert", "--batch", "2000", file("runs.jsonl")});
+
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(
+        "vexa-datastore: datastore \"vexa_default\" could not commit its last 2000 records "
+        "(batch rolled back: database or disk is full); they are not stored\n",
+        outcome.err);
+    EXPECT_EQ(1u, json_of({"select"}).size());
 }
 
 TEST_F(ToolInScratchHome, LoadSqlReportsTheFailingLineAndTheMissingScript) {

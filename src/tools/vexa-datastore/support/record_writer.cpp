@@ -27,6 +27,13 @@ bool run_on(std::string const& name, unsigned short opcode) {
     return datastore::execute_ioctl({name}, opcode, nullptr, nullptr, nullptr, nullptr) == 1;
 }
 
+// `line` without the "Datastore "NAME": " a plug-in puts before its reason,
+// the message naming the datastore already.
+std::string without_instance(std::string const& name, std::string const& line) {
+    std::string const prefix = "Datastore \"" + name + "\": ";
+    return line.compare(0, prefix.size(), prefix) == 0 ? line.substr(prefix.size()) : line;
+}
+
 }  // namespace
 
 RecordWriter::RecordWriter(std::string const& target, std::size_t batch_size)
@@ -64,11 +71,16 @@ void RecordWriter::begin_batches() {
 
 void RecordWriter::commit_batches() {
     for (auto const& name : batched_) {
+        LogCapture log;  // a plug-in logs why its commit failed
         if (!run_on(name, datastore::OP_COMMIT_BATCH)) {
+            std::string const reason = without_instance(name, log.last_line());
+            // Composed before the clear, which destroys `name`.
+            std::runtime_error const failure(
+                "datastore \"" + name + "\" could not commit its last " +
+                std::to_string(pending_[name]) + " records" +
+                (reason.empty() ? "" : " (" + reason + ")") + "; they are not stored");
             batched_.clear();
-            throw std::runtime_error("datastore \"" + name + "\" could not commit its last " +
-                                     std::to_string(pending_[name]) +
-                                     " records; they are not stored");
+            throw failure;
         }
     }
     for (auto const& [name, count] : pending_) {
