@@ -6,6 +6,7 @@
 
 #include <datastore/vocabulary.h>
 
+#include "file_in_place.h"
 #include "statements.h"
 
 namespace vexa::datastore::sqlite_plugin {
@@ -64,10 +65,10 @@ sqlite3_int64 run(::sqlite3* db, Statement const& statement, sqlite3_int64 fallb
     return db.get();
 }
 
-void vacuum_in_steps(std::mutex& mutex, Database const& db) {
+void vacuum_in_steps(FairMutex& mutex, Database const& db) {
     sqlite3_int64 free_pages = -1;
     for (;;) {
-        std::lock_guard<std::mutex> const lock(mutex);
+        std::lock_guard<FairMutex> const lock(mutex);
         ::sqlite3* const connection = open_db(db);
         // 2 is INCREMENTAL; with any other mode the pragma does nothing.
         if (integer_of(connection, "PRAGMA auto_vacuum;", 0) != 2) {
@@ -86,15 +87,15 @@ void vacuum_in_steps(std::mutex& mutex, Database const& db) {
 // for its life, then restores it.
 class SmallCheckpoints {
   public:
-    SmallCheckpoints(std::mutex& mutex, Database const& db) : mutex_(mutex), db_(db) {
-        std::lock_guard<std::mutex> const lock(mutex_);
+    SmallCheckpoints(FairMutex& mutex, Database const& db) : mutex_(mutex), db_(db) {
+        std::lock_guard<FairMutex> const lock(mutex_);
         ::sqlite3* const connection = open_db(db_);
         usual_ = integer_of(connection, "PRAGMA wal_autocheckpoint;", usual_);
         execute(connection,
                 "PRAGMA wal_autocheckpoint=" + std::to_string(pruning_checkpoint_pages) + ";");
     }
     ~SmallCheckpoints() {
-        std::lock_guard<std::mutex> const lock(mutex_);
+        std::lock_guard<FairMutex> const lock(mutex_);
         if (db_ != nullptr) {
             sqlite3_wal_autocheckpoint(db_.get(), static_cast<int>(usual_));
         }
@@ -103,14 +104,15 @@ class SmallCheckpoints {
     SmallCheckpoints& operator=(SmallCheckpoints const&) = delete;
 
   private:
-    std::mutex& mutex_;
+    FairMutex& mutex_;
     Database const& db_;
     sqlite3_int64 usual_ = 1000;  // SQLite's default
 };
 
 }  // namespace
 
-std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneRequest const& request) {
+std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string const& path,
+                              PruneRequest const& request) {
     std::string const condition = common::prune_condition(request, common::Markers::numbered,
                                                           first_provider_parameter, " AS newer");
     std::string const chunk_end = "SELECT max(rowid) FROM (SELECT rowid FROM " + table_name +
@@ -123,8 +125,11 @@ std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneReques
     sqlite3_int64 after = std::numeric_limits<sqlite3_int64>::min();
     SmallCheckpoints const small_checkpoints(mutex, db);
     for (;;) {
-        std::lock_guard<std::mutex> const lock(mutex);
+        std::lock_guard<FairMutex> const lock(mutex);
         ::sqlite3* const connection = open_db(db);
+        if (!request.dry_run) {
+            require_file_in_place(connection, path);
+        }
         sqlite3_int64 const end = run(
             connection, prepare_bound(connection, chunk_end, request, after, chunk_rows), after);
         if (end == after) {
@@ -135,6 +140,12 @@ std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneReques
         total +=
             static_cast<std::uint64_t>(request.dry_run ? counted : sqlite3_changes64(connection));
         after = end;
+        if (sqlite3_get_autocommit(connection) != 0) {
+            // Outside a batch the chunk is committed; copy what the log holds
+            // back now, while no other call of this process runs.
+            sqlite3_wal_checkpoint_v2(connection, "main", SQLITE_CHECKPOINT_PASSIVE, nullptr,
+                                      nullptr);
+        }
     }
     if (!request.dry_run && total > 0) {
         vacuum_in_steps(mutex, db);

@@ -3,10 +3,11 @@
 #define VEXA_SQLITE_PLUGIN_PRUNING_H_
 
 #include <cstdint>
-#include <mutex>
+#include <string>
 
 #include <datastore/operations.h>
 
+#include "fair_mutex.h"
 #include "sqlite_calls.h"
 
 namespace vexa::datastore::sqlite_plugin {
@@ -25,10 +26,15 @@ namespace vexa::datastore::sqlite_plugin {
 // full VACUUM (run by hand, since it rewrites the whole file under an
 // exclusive lock) converts it.
 //
+// Between chunks a passive checkpoint copies the log back into the file, so
+// that writers beside the pruning do not grow the log without bound.
+//
 // `db` is read under `mutex` at each step; throws std::runtime_error with
-// SQLite's text on an SQL failure (the chunks before it stay removed) and
-// "not open" when the instance is closed.
-std::uint64_t prune_in_chunks(std::mutex& mutex, Database const& db, PruneRequest const& request);
+// SQLite's text on an SQL failure (the chunks before it stay removed), "not
+// open" when the instance is closed, and moved_file_reason(path) before
+// removing anything from a file no longer at `path`.
+std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string const& path,
+                              PruneRequest const& request);
 
 }  // namespace vexa::datastore::sqlite_plugin
 

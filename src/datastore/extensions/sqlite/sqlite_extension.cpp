@@ -46,7 +46,7 @@ auto logging_failure(std::string const& path, Body body) -> decltype(body()) {
 }  // namespace
 
 SqliteExtension::~SqliteExtension() {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     close();
 }
 
@@ -63,7 +63,7 @@ void SqliteExtension::close() noexcept {
 }
 
 int SqliteExtension::open_instance(std::string const& source_parameters) {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     close();
     path_.clear();
     try {
@@ -86,12 +86,12 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
 }
 
 bool SqliteExtension::is_ready() {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     return db_ != nullptr;
 }
 
 std::string SqliteExtension::describe() const {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     if (db_ == nullptr) {
         return "sqlite3 " + path_ + " (not open)";
     }
@@ -100,7 +100,7 @@ std::string SqliteExtension::describe() const {
 
 bool SqliteExtension::select(std::string query, std::vector<Row>& out,
                              std::map<std::string, int> const& fields) {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     if (db_ == nullptr) {
         return false;
     }
@@ -136,7 +136,7 @@ bool SqliteExtension::insert(provider::header const& header, std::string const& 
     // One critical section from the batch's state to the row's step: a
     // failure of another thread in between would roll the batch back and
     // leave this row to commit on its own.
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     if (insert_statement_ == nullptr || batch_.has_failed()) {
         return false;  // read-only, not open, or in a lost batch that takes nothing more
     }

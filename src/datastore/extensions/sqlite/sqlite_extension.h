@@ -5,13 +5,13 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include <datastore/operations.h>
 
 #include "batch.h"
+#include "fair_mutex.h"
 #include "plugin_extension.h"
 #include "sqlite_calls.h"
 
@@ -62,8 +62,10 @@ class SqliteExtension : public common::PluginExtension {
 
     // One connection and its prepared statements serve every thread of the
     // process: each public operation that touches them holds this lock, and
-    // none of them calls another, so it need not be recursive.
-    mutable std::mutex mutex_;
+    // none of them calls another, so it need not be recursive. Threads get
+    // it in the order they asked, so one that waits behind the pruning
+    // waits for one of its chunks, not for all of them.
+    mutable FairMutex mutex_;
 
     std::string path_;
     bool read_only_ = false;

@@ -8,7 +8,7 @@
 namespace vexa::datastore::sqlite_plugin {
 
 int SqliteExtension::query_table_operation(std::string const& sql, Table& out) {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     if (db_ == nullptr) {
         return OPERATION_UNSUCCESSFULL;
     }
@@ -17,23 +17,23 @@ int SqliteExtension::query_table_operation(std::string const& sql, Table& out) {
 }
 
 bool SqliteExtension::begin_batch() {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     return db_ != nullptr && !read_only_ && batch_.begin(db_.get());
 }
 
 bool SqliteExtension::commit_batch() {
-    std::lock_guard<std::mutex> const lock(mutex_);
+    std::lock_guard<FairMutex> const lock(mutex_);
     return batch_.commit(db_.get(), instance_name, path_);
 }
 
 int SqliteExtension::prune_operation(PruneRequest const& request, std::uint64_t& removed) {
     {
-        std::lock_guard<std::mutex> const lock(mutex_);
+        std::lock_guard<FairMutex> const lock(mutex_);
         if (db_ == nullptr || (read_only_ && !request.dry_run)) {
             return OPERATION_UNSUCCESSFULL;
         }
     }
-    removed = prune_in_chunks(mutex_, db_, request);
+    removed = prune_in_chunks(mutex_, db_, path_, request);
     return OPERATION_SUCCESSFULL;
 }
 
