@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -23,6 +24,8 @@ using datastore::execute_ioctl;
 
 // Each pruning repetition needs a fresh copy of the whole workload.
 constexpr int max_pruning_repetitions = 3;
+// Threads inserting into the instance being pruned, as a busy collector's.
+constexpr int pruning_writers = 16;
 
 bool run_on(std::vector<std::string> const& names, unsigned short opcode, void const* in,
             void* out) {
@@ -71,6 +74,92 @@ class LatestRowReader {
     double longest_ = 0;
     int failures_ = 0;
     long reads_ = 0;
+    std::thread thread_;
+};
+
+// Inserts rows into `instance` from `threads` threads until told to stop,
+// keeping the longest call: how long a writer of the same instance waits.
+class ConcurrentInserters {
+  public:
+    ConcurrentInserters(std::string instance, WorkloadShape const& shape, int threads)
+        : names_{std::move(instance)} {
+        for (int t = 0; t < threads; ++t) {
+            threads_.emplace_back([this, shape, t, threads] { insert(shape, t, threads); });
+        }
+    }
+    ~ConcurrentInserters() { stop(); }
+    ConcurrentInserters(ConcurrentInserters const&) = delete;
+    ConcurrentInserters& operator=(ConcurrentInserters const&) = delete;
+
+    // Stops the threads; the longest call in seconds.
+    double stop() {
+        stop_ = true;
+        for (std::thread& thread : threads_) {
+            if (thread.joinable()) {
+                thread.join();
+            }
+        }
+        require(failures_ == 0, "an insert failed while pruning");
+        return longest_seconds_.load();
+    }
+
+  private:
+    void insert(WorkloadShape const& shape, int first, int step) {
+        // Rows past the workload's end: newer than anything pruned.
+        for (std::size_t i = shape.rows() + static_cast<std::size_t>(first); !stop_;
+             i += static_cast<std::size_t>(step)) {
+            InsertRequest request = workload_row(shape, i);
+            auto const start = std::chrono::steady_clock::now();
+            failures_ += run_on(names_, datastore::OP_INSERT, nullptr, &request) ? 0 : 1;
+            double const seconds =
+                std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+            double longest = longest_seconds_.load();
+            while (seconds > longest && !longest_seconds_.compare_exchange_weak(longest, seconds)) {
+            }
+        }
+    }
+
+    std::vector<std::string> const names_;
+    std::atomic<bool> stop_{false};
+    std::atomic<double> longest_seconds_{0};
+    std::atomic<int> failures_{0};
+    std::vector<std::thread> threads_;
+};
+
+// Polls the size of `file` every millisecond until stopped, keeping the
+// largest: the write-ahead log's peak.
+class PeakFileSize {
+  public:
+    explicit PeakFileSize(std::string file)
+        : file_(std::move(file)), thread_([this] { watch(); }) {}
+    ~PeakFileSize() { stop(); }
+    PeakFileSize(PeakFileSize const&) = delete;
+    PeakFileSize& operator=(PeakFileSize const&) = delete;
+
+    // Stops polling; the peak in bytes.
+    std::uintmax_t stop() {
+        stop_ = true;
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+        return peak_;
+    }
+
+  private:
+    void watch() {
+        while (!stop_) {
+            std::error_code error;
+            std::uintmax_t const size = std::filesystem::file_size(file_, error);
+            if (!error) {
+                peak_ = std::max(peak_, size);
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    }
+
+    std::string const file_;
+    std::atomic<bool> stop_{false};
+    std::uintmax_t peak_ = 0;
     std::thread thread_;
 };
 
@@ -172,8 +261,26 @@ std::vector<Figure> pruning(Comparisons const& comparisons) {
             db.exec("PRAGMA incremental_vacuum");
         });
     };
-    PairedSamples const samples = measure_paired(
-        std::min(comparisons.repetitions, max_pruning_repetitions), library, baseline);
+    int const repetitions = std::min(comparisons.repetitions, max_pruning_repetitions);
+    PairedSamples const samples = measure_paired(repetitions, library, baseline);
+    // The same pruning with writers of the same instance beside it.
+    std::vector<double> insert_ms;
+    std::vector<double> log_mib;
+    for (int repetition = 0; repetition < repetitions; ++repetition) {
+        fresh_copy();
+        register_sqlite(names.front(), file, false);
+        std::uint64_t removed = 0;
+        {
+            PeakFileSize log_size(file + "-wal");
+            ConcurrentInserters inserters(names.front(), comparisons.shape, pruning_writers);
+            require(run_on(names, datastore::OP_PRUNE, &request, &removed), "OP_PRUNE failed");
+            insert_ms.push_back(inserters.stop() * 1e3);
+            log_mib.push_back(static_cast<double>(log_size.stop()) / (1024.0 * 1024.0));
+        }
+        DataStoreParseUtility::clear_db_vector();
+        require(removed == tenth, "OP_PRUNE beside writers removed " + std::to_string(removed) +
+                                      " rows, not " + std::to_string(tenth));
+    }
     remove_database(file);
     auto const milliseconds = [](double seconds) { return seconds * 1e3; };
     std::vector<double> wait_ms;
@@ -185,7 +292,12 @@ std::vector<Figure> pruning(Comparisons const& comparisons) {
                           milliseconds, Figure::Ratio::library_over_baseline, Figure::Goal::at_most,
                           1.5),
             absolute_figure("longest latest-row read of the same instance while pruning", "ms",
-                            wait_ms, Figure::Goal::at_most, 100)};
+                            wait_ms, Figure::Goal::at_most, 100),
+            absolute_figure("longest OP_INSERT of " + std::to_string(pruning_writers) +
+                                " threads of the same instance while pruning",
+                            "ms", insert_ms, Figure::Goal::at_most, 250),
+            absolute_figure("peak -wal size while pruning beside those writers", "MiB", log_mib,
+                            Figure::Goal::at_most, 64)};
 }
 
 }  // namespace vexa::bench

@@ -19,8 +19,10 @@ std::vector<Figure> batched_inserts(Comparisons const& comparisons);
 // OP_PRUNE of the oldest tenth of a copy of the workload (through
 // execute_ioctl) against one plain DELETE and a full incremental vacuum,
 // and the longest OP_GET_LATEST_ROWS call of a thread reading the same
-// instance meanwhile. Throws std::runtime_error when the count removed is
-// not the tenth, or a read fails.
+// instance meanwhile; then, pruning again beside 16 threads inserting into
+// the same instance, their longest OP_INSERT and the peak size of the
+// write-ahead log. Throws std::runtime_error when the count removed is not
+// the tenth, or a read or an insert fails.
 std::vector<Figure> pruning(Comparisons const& comparisons);
 
 }  // namespace vexa::bench

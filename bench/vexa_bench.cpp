@@ -4,7 +4,7 @@
 //
 //   vexa-bench [--smoke] [--hosts N] [--providers N] [--runs N]
 //              [--repetitions N] [--insert-rows N] [--dir PATH] [--cpu-time]
-//              [--operations-only]
+//              [--operations-only] [--pruning-only]
 //
 // The default workload is 2,000 hosts x 50 providers x 10 runs (1,000,000
 // rows), 7 paired repetitions per figure and 20,000 rows per insert run;
@@ -15,7 +15,8 @@
 // status is 0 when the run completed, whether or not targets were met.
 // --cpu-time times the calling thread's CPU time instead of elapsed time
 // (peak memory is unaffected). --operations-only measures only the figures
-// of batches, pruning and the tool's insert. Where the test helpers are
+// of batches, pruning and the tool's insert, --pruning-only those of
+// pruning alone. Where the test helpers are
 // built, the tool's report page of the workload's hosts x providers is
 // timed in a headless Chromium as well.
 #include <spawn.h>
@@ -55,6 +56,7 @@ struct Options {
     int insert_rows = 20000;
     std::string dir;
     bool operations_only = false;
+    bool pruning_only = false;
     std::string peak_child;  // "library" or "baseline": measure one read, then exit
     std::string database;    // the database a peak child reads
 };
@@ -89,6 +91,9 @@ Options parse_options(int argc, char** argv) {
             count_cpu_time = true;
         } else if (arg == "--operations-only") {
             options.operations_only = true;
+        } else if (arg == "--pruning-only") {
+            options.operations_only = true;
+            options.pruning_only = true;
         } else if (arg == "--hosts") {
             options.shape.hosts = number_after(i, argc, argv);
         } else if (arg == "--providers") {
@@ -264,14 +269,17 @@ int run(Options const& options) {
             figures.push_back(std::move(figure));
         }
     }
-    for (auto const& more : {batched_inserts(comparisons), pruning(comparisons)}) {
-        figures.insert(figures.end(), more.begin(), more.end());
+    std::vector<Figure> operations =
+        options.pruning_only ? std::vector<Figure>{} : batched_inserts(comparisons);
+    for (Figure& figure : pruning(comparisons)) {
+        operations.push_back(std::move(figure));
     }
+    figures.insert(figures.end(), operations.begin(), operations.end());
     // The tool sits in bin/ beside this program's bench/ when it was built.
     std::filesystem::path const tool =
         std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin" /
         "vexa-datastore";
-    if (std::filesystem::exists(tool)) {
+    if (std::filesystem::exists(tool) && !options.pruning_only) {
         for (Figure& figure : json_lines_import(comparisons, tool.string())) {
             figures.push_back(std::move(figure));
         }
