@@ -2,6 +2,8 @@
 // OP_SET_TIME_LIMIT): a call that runs longer fails saying it timed out, and
 // the instance answers the next call as before.
 #include <chrono>
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -17,13 +19,18 @@ namespace {
 
 using std::chrono::milliseconds;
 using vexa::datastore::DataStoreExtension;
+using vexa::datastore::OP_PRUNE;
 using vexa::datastore::OP_QUERY_TABLE;
 using vexa::datastore::OP_SET_TIME_LIMIT;
+using vexa::datastore::PruneRequest;
 using vexa::datastore::Row;
 using vexa::datastore::Table;
 using vexa::test::control;
+using vexa::test::insert_run;
 using vexa::test::open_failed_text;
 using vexa::test::open_sqlite;
+using vexa::test::PlainConnection;
+using vexa::test::provider_run;
 using vexa::test::StderrCapture;
 using vexa::test::thrown_text;
 
@@ -111,6 +118,34 @@ TEST_F(TimeLimit, ZeroLiftsTheLimitOfTheSourceParameters) {
 
     ASSERT_EQ(control("limited", OP_QUERY_TABLE, &slow, &table), kOk);
     EXPECT_EQ(table.rows.at(0).at(0), "3000000");
+}
+
+TEST_F(TimeLimit, APruneOverTheLimitStopsAndTheNextSucceeds) {
+    open_sqlite("limited", params());
+    ASSERT_EQ(control("limited", vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+    for (int i = 0; i < 20'000; ++i) {
+        ASSERT_EQ(insert_run("limited", provider_run("p", "h" + std::to_string(i % 50), i)), kOk);
+    }
+    ASSERT_EQ(control("limited", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+    PruneRequest request;
+    request.older_than = std::numeric_limits<std::int64_t>::max();
+    std::uint64_t removed = 0;
+    milliseconds const limit(1);  // less than one chunk of 1,000 rows takes
+    ASSERT_EQ(control("limited", OP_SET_TIME_LIMIT, &limit, nullptr), kOk);
+    {
+        StderrCapture err;
+        EXPECT_EQ(control("limited", OP_PRUNE, &request, &removed), kFailed);
+        EXPECT_EQ(err.text(),
+                  "Datastore \"limited\": timed out: the call ran longer than its limit of 1 ms\n");
+    }
+
+    milliseconds const none(0);
+    ASSERT_EQ(control("limited", OP_SET_TIME_LIMIT, &none, nullptr), kOk);
+
+    ASSERT_EQ(control("limited", OP_PRUNE, &request, &removed), kOk);
+    EXPECT_GT(removed, 0u);
+    EXPECT_EQ(PlainConnection(file_).rows("SELECT count(*) FROM provider_datastore;"),
+              std::vector<std::string>{"0"});
 }
 
 TEST_F(TimeLimit, ATimeoutThatIsNotANumberOfSecondsIsRefused) {

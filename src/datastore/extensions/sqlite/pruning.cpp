@@ -8,6 +8,7 @@
 
 #include "file_in_place.h"
 #include "statements.h"
+#include "time_limit.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -112,7 +113,8 @@ class SmallCheckpoints {
 }  // namespace
 
 std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string const& path,
-                              PruneRequest const& request) {
+                              PruneRequest const& request, std::chrono::milliseconds time_limit) {
+    auto const start = std::chrono::steady_clock::now();
     std::string const condition = common::prune_condition(request, common::Markers::numbered,
                                                           first_provider_parameter, " AS newer");
     std::string const chunk_end = "SELECT max(rowid) FROM (SELECT rowid FROM " + table_name +
@@ -130,16 +132,26 @@ std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string 
         if (!request.dry_run) {
             require_file_in_place(connection, path);
         }
-        sqlite3_int64 const end = run(
-            connection, prepare_bound(connection, chunk_end, request, after, chunk_rows), after);
-        if (end == after) {
+        bool const finished = within_time_limit(
+            connection, time_limit,
+            [&] {
+                sqlite3_int64 const end =
+                    run(connection,
+                        prepare_bound(connection, chunk_end, request, after, chunk_rows), after);
+                if (end == after) {
+                    return true;
+                }
+                Statement const work = prepare_bound(connection, chunk_work, request, after, end);
+                sqlite3_int64 const counted = run(connection, work, 0);
+                total += static_cast<std::uint64_t>(
+                    request.dry_run ? counted : sqlite3_changes64(connection));
+                after = end;
+                return false;
+            },
+            start);
+        if (finished) {
             break;
         }
-        Statement const work = prepare_bound(connection, chunk_work, request, after, end);
-        sqlite3_int64 const counted = run(connection, work, 0);
-        total +=
-            static_cast<std::uint64_t>(request.dry_run ? counted : sqlite3_changes64(connection));
-        after = end;
         if (sqlite3_get_autocommit(connection) != 0) {
             // Outside a batch the chunk is committed; copy what the log holds
             // back now, while no other call of this process runs.

@@ -2,6 +2,7 @@
 #ifndef VEXA_SQLITE_PLUGIN_PRUNING_H_
 #define VEXA_SQLITE_PLUGIN_PRUNING_H_
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -33,8 +34,11 @@ namespace vexa::datastore::sqlite_plugin {
 // SQLite's text on an SQL failure (the chunks before it stay removed), "not
 // open" when the instance is closed, and moved_file_reason(path) before
 // removing anything from a file no longer at `path`.
+//
+// Each chunk runs under what is left of `time_limit` (zero: none) since the
+// call began; running out fails it as within_time_limit() does.
 std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string const& path,
-                              PruneRequest const& request);
+                              PruneRequest const& request, std::chrono::milliseconds time_limit);
 
 }  // namespace vexa::datastore::sqlite_plugin
 

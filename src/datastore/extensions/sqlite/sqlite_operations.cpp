@@ -33,7 +33,7 @@ int SqliteExtension::prune_operation(PruneRequest const& request, std::uint64_t&
             return OPERATION_UNSUCCESSFULL;
         }
     }
-    removed = prune_in_chunks(mutex_, db_, path_, request);
+    removed = prune_in_chunks(mutex_, db_, path_, request, time_limit());
     return OPERATION_SUCCESSFULL;
 }
 

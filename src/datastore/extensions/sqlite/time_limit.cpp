@@ -11,7 +11,11 @@ constexpr int steps_between_checks = 1000;
 }  // namespace
 
 CallTimer::CallTimer(::sqlite3* db, std::chrono::milliseconds limit)
-    : db_(db), limit_(limit), deadline_(std::chrono::steady_clock::now() + limit) {
+    : CallTimer(db, limit, std::chrono::steady_clock::now()) {}
+
+CallTimer::CallTimer(::sqlite3* db, std::chrono::milliseconds limit,
+                     std::chrono::steady_clock::time_point start)
+    : db_(db), limit_(limit), deadline_(start + limit) {
     if (db_ != nullptr && limit_ > std::chrono::milliseconds::zero()) {
         sqlite3_progress_handler(db_, steps_between_checks, &CallTimer::on_progress, this);
     }

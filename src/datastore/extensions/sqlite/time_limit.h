@@ -20,6 +20,9 @@ namespace vexa::datastore::sqlite_plugin {
 class CallTimer {
   public:
     CallTimer(::sqlite3* db, std::chrono::milliseconds limit);
+    // The same for a call that started at `start`, before this step of it.
+    CallTimer(::sqlite3* db, std::chrono::milliseconds limit,
+              std::chrono::steady_clock::time_point start);
     ~CallTimer();
     CallTimer(CallTimer const&) = delete;
     CallTimer& operator=(CallTimer const&) = delete;
@@ -40,10 +43,12 @@ class CallTimer {
 
 // Runs `body` with a CallTimer on `db`; a failure caused by the limit
 // throws std::runtime_error with the timer's reason instead of SQLite's text.
+// `start` is when the call began, for a call of several steps.
 template <typename Body>
-auto within_time_limit(::sqlite3* db, std::chrono::milliseconds limit, Body body)
-    -> decltype(body()) {
-    CallTimer timer(db, limit);  // not const: the progress handler marks it expired
+auto within_time_limit(::sqlite3* db, std::chrono::milliseconds limit, Body body,
+                       std::chrono::steady_clock::time_point start =
+                           std::chrono::steady_clock::now()) -> decltype(body()) {
+    CallTimer timer(db, limit, start);  // not const: the progress handler marks it expired
     try {
         return body();
     } catch (std::exception const&) {
