@@ -162,6 +162,10 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
             out.push_back(std::move(row));
             row = Row();
         }
+        if (link.dead()) {
+            // The driver may end a cursor it lost as if it had been read.
+            throw OdbcError("SQLFetch: the connection was lost before the last row", true);
+        }
         return true;
     });
 }
