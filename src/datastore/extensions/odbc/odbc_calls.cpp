@@ -53,7 +53,11 @@ void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call) {
         text += record == 1 ? " [" : "; [";
         text += sqlstate;
         text += "] (" + std::to_string(native) + ") ";
-        text += reinterpret_cast<char const*>(message);
+        // psqlODBC ends some texts in a newline, which would leave a blank
+        // line in the log.
+        std::string_view reason(reinterpret_cast<char const*>(message));
+        reason = reason.substr(0, reason.find_last_not_of(" \t\r\n") + 1);
+        text += reason;
         ++record;
     }
     if (record == 1) {
