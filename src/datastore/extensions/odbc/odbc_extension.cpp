@@ -79,6 +79,7 @@ void OdbcExtension::connect() {
                                                    source_.read_only, connect_timeout_seconds);
     dbms_name_ = connection->info(SQL_DBMS_NAME);
     Dbms const dbms = dbms_of(dbms_name_);
+    dbms_ = dbms;
     std::string const version_sql = version_query(dbms);
     dbms_version_ = version_sql.empty() ? connection->info(SQL_DBMS_VER)
                                         : first_text(connection->get(), version_sql);
@@ -119,6 +120,10 @@ Connection& OdbcExtension::connection() {
     return *connection_;
 }
 
+ReadOnlyRead OdbcExtension::read_only_read() {
+    return ReadOnlyRead(connection().get(), dbms_, batch_.is_running(), source_.read_only);
+}
+
 void OdbcExtension::after_failure(std::exception const& error) {
     if (batch_.is_running()) {
         batch_.roll_back(connection_ == nullptr ? SQL_NULL_HDBC : connection_->get(), instance_name,
@@ -151,6 +156,7 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
                            std::map<std::string, int> const& fields) {
     std::lock_guard<std::mutex> const lock(mutex_);
     return recovering([&] {
+        ReadOnlyRead const read_only = read_only_read();
         Connection const& link = connection();
         Statement const statement = new_statement(link.get());
         check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
