@@ -61,6 +61,9 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
                   SQL_HANDLE_ENV, environment_.get(), "SQL_ATTR_ODBC_VERSION");
         }
         connect();
+        // Written once, before the instance is shared: interface::control
+        // reads it without the lock, so a reconnection leaves it alone.
+        hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
         opened_ = true;
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
@@ -98,7 +101,6 @@ void OdbcExtension::connect() {
         insert_statement_ = prepare_insert(connection->get());
     }
     grouping_refused_ = !accepts_grouped_latest_rows(dbms);
-    hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
     connection_ = std::move(connection);
 }
 
