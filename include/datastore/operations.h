@@ -22,10 +22,11 @@
 namespace vexa::datastore {
 
 // in: std::string const*, an SQL text; out: Table*, replaced by the result.
-// Only the first statement of the text runs, and only when it reads: a
-// statement that would write (or attach, or change a setting) is refused
-// with 1 before it runs, as is a text holding a second statement. An SQL
-// error answers 1 and logs the DBMS's text at level 4.
+// Only reading statements run: one that would write (or attach, or change a
+// setting) is refused with 1 and changes nothing, refused by the database
+// system itself where it can say so. A text holding a second statement may
+// be refused whole. An SQL error answers 1 and logs the DBMS's text at
+// level 4.
 inline constexpr unsigned short OP_QUERY_TABLE = 768;
 // in, out: unused. Opens a batch: the rows that OP_INSERT stores until
 // OP_COMMIT_BATCH are committed together, and reads meanwhile see them.

@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <datastore/datastore.h>
+#include <util/str.h>
 
 #include "odbc_test_support.h"
 #include "sqlite_datastores.h"
@@ -100,6 +101,20 @@ TEST_F(OdbcFailures, AServerThatIsDownFailsTheOpenWithTheReason) {
     EXPECT_EQ(thrown_, vexa::test::odbc_open_failed_text("bad"));
     EXPECT_NE(log_.find("SQLDriverConnect: [08001]"), std::string::npos) << log_;
     EXPECT_NE(log_.find("Connection refused"), std::string::npos) << log_;
+}
+
+TEST_F(OdbcFailures, TheReasonOfAFailedOpenIsTheDriversTextWithoutATrailingBlankLine) {
+    vexa::test::OwnPgServer server;
+    server.halt();
+    std::string const port = vexa::test::read_file(server.state_dir() + "/port");
+    open_bad(server.source());
+    // The driver's text ends in a newline of its own.
+    EXPECT_EQ(log_, "odbc connection=" + server.source() +
+                        ": SQLDriverConnect: [08001] (101) connection to server at \"127.0.0.1\", "
+                        "port " +
+                        vexa::str::stripws(port) +
+                        " failed: Connection refused\n\tIs the server running on that host and "
+                        "accepting TCP/IP connections?\n");
 }
 
 TEST_F(OdbcFailures, MalformedSourceParametersFailTheOpen) {

@@ -10,13 +10,31 @@ bool means_lost_connection(std::string_view state) {
     return state.substr(0, 2) == "08" || state == "57P01" || state == "57P02" || state == "57P03";
 }
 
+// Whether a diagnostic record of `handle` says the link is gone: a call
+// that "succeeded" so must not be followed by another on the same cursor,
+// whose state the driver no longer keeps.
+bool warns_of_lost_connection(SQLSMALLINT type, SQLHANDLE handle) {
+    SQLCHAR state[6];
+    SQLINTEGER native = 0;
+    SQLSMALLINT length = 0;
+    for (SQLSMALLINT record = 1;
+         SQL_SUCCEEDED(SQLGetDiagRec(type, handle, record, state, &native, nullptr, 0, &length));
+         ++record) {
+        if (means_lost_connection(std::string_view(reinterpret_cast<char const*>(state), 5))) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 OdbcError::OdbcError(std::string const& text, bool connection_lost)
     : std::runtime_error(text), connection_lost_(connection_lost) {}
 
 void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call) {
-    if (SQL_SUCCEEDED(rc) || rc == SQL_NO_DATA) {
+    if (rc == SQL_SUCCESS || rc == SQL_NO_DATA ||
+        (rc == SQL_SUCCESS_WITH_INFO && !warns_of_lost_connection(type, handle))) {
         return;
     }
     std::string text = call;
@@ -35,7 +53,11 @@ void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call) {
         text += record == 1 ? " [" : "; [";
         text += sqlstate;
         text += "] (" + std::to_string(native) + ") ";
-        text += reinterpret_cast<char const*>(message);
+        // psqlODBC ends some texts in a newline, which would leave a blank
+        // line in the log.
+        std::string_view reason(reinterpret_cast<char const*>(message));
+        reason = reason.substr(0, reason.find_last_not_of(" \t\r\n") + 1);
+        text += reason;
         ++record;
     }
     if (record == 1) {

@@ -35,7 +35,8 @@ class OdbcError : public std::runtime_error {
 
 // Throws OdbcError for `call` when `rc` is neither SQL_SUCCESS nor
 // SQL_SUCCESS_WITH_INFO (nor SQL_NO_DATA), reading the diagnostics of
-// `handle`, a handle of `type`.
+// `handle`, a handle of `type`; also for SQL_SUCCESS_WITH_INFO when a
+// diagnostic record says the connection was lost.
 void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call);
 
 // A new handle of `type` under `parent`; throws OdbcError on failure.

@@ -61,6 +61,9 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
                   SQL_HANDLE_ENV, environment_.get(), "SQL_ATTR_ODBC_VERSION");
         }
         connect();
+        // Written once, before the instance is shared: interface::control
+        // reads it without the lock, so a reconnection leaves it alone.
+        hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
         opened_ = true;
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
@@ -79,6 +82,7 @@ void OdbcExtension::connect() {
                                                    source_.read_only, connect_timeout_seconds);
     dbms_name_ = connection->info(SQL_DBMS_NAME);
     Dbms const dbms = dbms_of(dbms_name_);
+    dbms_ = dbms;
     std::string const version_sql = version_query(dbms);
     dbms_version_ = version_sql.empty() ? connection->info(SQL_DBMS_VER)
                                         : first_text(connection->get(), version_sql);
@@ -97,7 +101,6 @@ void OdbcExtension::connect() {
         insert_statement_ = prepare_insert(connection->get());
     }
     grouping_refused_ = !accepts_grouped_latest_rows(dbms);
-    hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
     connection_ = std::move(connection);
 }
 
@@ -117,6 +120,10 @@ Connection& OdbcExtension::connection() {
         }
     }
     return *connection_;
+}
+
+ReadOnlyRead OdbcExtension::read_only_read() {
+    return ReadOnlyRead(connection().get(), dbms_, batch_.is_running(), source_.read_only);
 }
 
 void OdbcExtension::after_failure(std::exception const& error) {
@@ -151,6 +158,7 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
                            std::map<std::string, int> const& fields) {
     std::lock_guard<std::mutex> const lock(mutex_);
     return recovering([&] {
+        ReadOnlyRead const read_only = read_only_read();
         Connection const& link = connection();
         Statement const statement = new_statement(link.get());
         check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
@@ -161,6 +169,10 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
         while (reader.read(row)) {
             out.push_back(std::move(row));
             row = Row();
+        }
+        if (link.dead()) {
+            // The driver may end a cursor it lost as if it had been read.
+            throw OdbcError("SQLFetch: the connection was lost before the last row", true);
         }
         return true;
     });

@@ -18,6 +18,7 @@
 #include "dialect.h"
 #include "odbc_calls.h"
 #include "plugin_extension.h"
+#include "read_only_read.h"
 #include "source_settings.h"
 
 namespace vexa::datastore::odbc_plugin {
@@ -38,9 +39,10 @@ class OdbcExtension : public common::PluginExtension {
     // "odbc PostgreSQL 15.20 dsn=NAME (read-write)" or "(read-only)".
     std::string describe() const override;
 
-    // Runs `query` and appends its rows. Throws std::runtime_error with the
-    // driver's diagnostics on failure; a lost connection is logged at level
-    // 4 and made again by a later call.
+    // Runs `query` and appends its rows. The database system refuses any
+    // change the query would make (see ReadOnlyRead). Throws
+    // std::runtime_error with the driver's diagnostics on failure; a lost
+    // connection is logged at level 4 and made again by a later call.
     bool select(std::string query, std::vector<Row>& out,
                 std::map<std::string, int> const& fields) override;
     // Appends one row with bound values; the database numbers it. False on
@@ -63,6 +65,8 @@ class OdbcExtension : public common::PluginExtension {
     void connect();
     // The open connection, made again first when it was lost.
     Connection& connection();
+    // A scope in which the open connection cannot write.
+    ReadOnlyRead read_only_read();
     // After a failed call: rolls an open batch back (a failed statement
     // ends PostgreSQL's transaction anyway), and forgets a lost connection
     // (logging why) so that a later call makes it again.
@@ -92,6 +96,7 @@ class OdbcExtension : public common::PluginExtension {
     std::unique_ptr<Connection> connection_;
     Statement insert_statement_;  // prepared once per connection when writable
     std::string dbms_name_;
+    Dbms dbms_ = Dbms::other;
     std::string dbms_version_;
     bool grouping_refused_ = false;
     Batch batch_;

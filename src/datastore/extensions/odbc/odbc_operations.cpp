@@ -10,7 +10,10 @@ namespace vexa::datastore::odbc_plugin {
 
 int OdbcExtension::query_table_operation(std::string const& sql, Table& out) {
     std::lock_guard<std::mutex> const lock(mutex_);
-    recovering([&] { query_table(connection().get(), sql, out); });
+    recovering([&] {
+        ReadOnlyRead const read_only = read_only_read();
+        query_table(connection().get(), sql, out);
+    });
     return OPERATION_SUCCESSFULL;
 }
 

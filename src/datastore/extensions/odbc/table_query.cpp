@@ -1,49 +1,12 @@
 #include "table_query.h"
 
-#include <stdexcept>
-
 namespace vexa::datastore::odbc_plugin {
 
-namespace {
-
-bool blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f'; }
-
-// `sql` without trailing blanks and semicolons; throws when a semicolon
-// outside quotes and comments is followed by more text.
-std::string single_statement(std::string const& sql) {
-    std::string::size_type end = sql.size();
-    while (end > 0 && (blank(sql[end - 1]) || sql[end - 1] == ';')) {
-        --end;
-    }
-    char quote = 0;
-    for (std::string::size_type i = 0; i < end; ++i) {
-        char const c = sql[i];
-        if (quote != 0) {
-            quote = c == quote ? 0 : quote;
-        } else if (c == '\'' || c == '"') {
-            quote = c;
-        } else if (c == '-' && i + 1 < end && sql[i + 1] == '-') {
-            std::string::size_type const line_end = sql.find('\n', i);
-            if (line_end == std::string::npos || line_end >= end) {
-                end = i;  // a trailing comment would swallow the closing parenthesis
-                break;
-            }
-            i = line_end;
-        } else if (c == ';') {
-            throw std::runtime_error("more than one statement: " + sql);
-        }
-    }
-    return sql.substr(0, end);
-}
-
-}  // namespace
-
 void query_table(SQLHDBC dbc, std::string const& sql, Table& out) {
-    std::string const derived = "SELECT * FROM (" + single_statement(sql) + "\n) AS vexa_query";
     Statement const statement = new_statement(dbc);
     SQLHSTMT const s = statement.get();
-    check(SQLExecDirect(s, reinterpret_cast<SQLCHAR*>(const_cast<char*>(derived.c_str())),
-                        static_cast<SQLINTEGER>(derived.size())),
+    check(SQLExecDirect(s, reinterpret_cast<SQLCHAR*>(const_cast<char*>(sql.c_str())),
+                        static_cast<SQLINTEGER>(sql.size())),
           SQL_HANDLE_STMT, s, "SQLExecDirect");
     Table table;
     SQLSMALLINT columns = 0;

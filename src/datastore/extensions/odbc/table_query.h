@@ -1,5 +1,4 @@
-// Any-column queries over ODBC: one reading statement into a table of text
-// cells.
+// Any-column queries over ODBC: one query into a table of text cells.
 #ifndef VEXA_ODBC_PLUGIN_TABLE_QUERY_H_
 #define VEXA_ODBC_PLUGIN_TABLE_QUERY_H_
 
@@ -11,13 +10,10 @@
 
 namespace vexa::datastore::odbc_plugin {
 
-// Replaces `out` with the result of `sql` on `dbc`. The statement runs as a
-// derived table (SELECT * FROM (sql) AS q), which only a reading statement
-// can be, so anything else fails in the database system before it runs; a
-// text holding a second statement throws std::runtime_error "more than one
-// statement: SQL" without running. An SQL error throws OdbcError. A NULL
-// cell is nullopt, any other cell the DBMS's text of the value (integers
-// exact).
+// Replaces `out` with the result of `sql` on `dbc`, run as it is written:
+// the caller keeps the connection from writing. An SQL error throws
+// OdbcError. A NULL cell is nullopt, any other cell the DBMS's text of the
+// value (integers exact).
 void query_table(SQLHDBC dbc, std::string const& sql, Table& out);
 
 }  // namespace vexa::datastore::odbc_plugin
