@@ -1,5 +1,6 @@
 #include "source_settings.h"
 
+#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -48,7 +49,15 @@ constexpr Default driver_defaults[] = {
     // savepoint it would otherwise set around every statement of a batch
     // makes batched inserts three times slower.
     {"Protocol", "7.4-1"},
+    // psqlODBC substitutes the parameters of a prepared statement itself
+    // instead of keeping a named statement on the server: through a pooler
+    // in transaction mode the next execution may reach another server
+    // connection, where that statement does not exist.
+    {"UseServerSidePrepare", "0"},
 };
+
+// psqlODBC refuses every statement but SELECT on a read-only instance.
+constexpr Default read_only_default{"ReadOnly", "1"};
 
 }  // namespace
 
@@ -61,7 +70,11 @@ std::string SourceSettings::connection_string() const {
             dsn = value;
         }
     }
-    for (Default const& setting : driver_defaults) {
+    std::vector<Default> defaults(std::begin(driver_defaults), std::end(driver_defaults));
+    if (read_only) {
+        defaults.push_back(read_only_default);
+    }
+    for (Default const& setting : defaults) {
         bool said = !dsn.empty() && dsn_sets(dsn, setting.key);
         for (auto const& item : items) {
             said = said || item.first == str::ascii_lower(setting.key);
