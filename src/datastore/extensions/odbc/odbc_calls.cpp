@@ -1,5 +1,7 @@
 #include "odbc_calls.h"
 
+#include <algorithm>
+#include <string>
 #include <string_view>
 
 namespace vexa::datastore::odbc_plugin {
@@ -35,7 +37,11 @@ void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call) {
         text += record == 1 ? " [" : "; [";
         text += sqlstate;
         text += "] (" + std::to_string(native) + ") ";
-        text += reinterpret_cast<char const*>(message);
+        // psqlODBC puts the server's reason and its own on two lines; one
+        // line keeps the reason in whatever reads the last line of a log.
+        std::string line = reinterpret_cast<char const*>(message);
+        std::replace(line.begin(), line.end(), '\n', ' ');
+        text += line;
         ++record;
     }
     if (record == 1) {
