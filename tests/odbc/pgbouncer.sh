@@ -7,7 +7,8 @@
 #                                            connections; writes STATE_DIR/pooler
 #                                            and STATE_DIR/pooler_port and adds
 #                                            the data source vexa_pooled (database
-#                                            vexa_pooled) to STATE_DIR/odbc.ini
+#                                            vexa_pooled) to STATE_DIR/odbc.ini, set up
+#                                            as a data source through a pooler must be
 #   pgbouncer.sh stop STATE_DIR              stops the pooler and removes its files
 #
 # Configuration, authentication file and log live in a fresh directory under
@@ -85,6 +86,8 @@ start() {
       for _ in $(seq 50); do
         if pg_isready -q -h 127.0.0.1 -p "$port" -d pgbouncer; then
           echo "$port" >"$state/pooler_port"
+          # No named prepared statements: the next transaction of a client
+          # may run on a server connection that lacks them.
           ODBCSYSINI=$state ODBCINI=$state/odbc.ini odbcinst -i -s -l -r >/dev/null <<INI
 [vexa_pooled]
 Driver = PostgreSQL
@@ -92,6 +95,7 @@ Servername = 127.0.0.1
 Port = $port
 Username = postgres
 Database = vexa_pooled
+UseServerSidePrepare = 0
 INI
           echo "pgbouncer: transaction pooling on 127.0.0.1:$port, $pool_size server connections"
           return 0

@@ -49,11 +49,6 @@ constexpr Default driver_defaults[] = {
     // savepoint it would otherwise set around every statement of a batch
     // makes batched inserts three times slower.
     {"Protocol", "7.4-1"},
-    // psqlODBC substitutes the parameters of a prepared statement itself
-    // instead of keeping a named statement on the server: through a pooler
-    // in transaction mode the next execution may reach another server
-    // connection, where that statement does not exist.
-    {"UseServerSidePrepare", "0"},
 };
 
 // psqlODBC refuses every statement but SELECT on a read-only instance.
