@@ -6,7 +6,7 @@
 #   scripts/install-deps.sh --tests   also what the test suites and benchmarks drive:
 #                                     GoogleTest, Google Benchmark, the sqlite3 program,
 #                                     a PostgreSQL server with its ODBC drivers,
-#                                     Chromium and promtool
+#                                     the pgbouncer pooler, Chromium and promtool
 #   scripts/install-deps.sh --all     also CI's fuzzing and memory checks (clang, valgrind)
 set -euo pipefail
 
@@ -17,7 +17,7 @@ build=(
 )
 tests=(
   libgtest-dev libgmock-dev libbenchmark-dev sqlite3
-  postgresql-15 odbc-postgresql libsqliteodbc unixodbc
+  postgresql-15 odbc-postgresql libsqliteodbc unixodbc pgbouncer
   chromium prometheus
   help2man man-db bash-completion
 )

@@ -56,8 +56,9 @@ fi
 printf '%s\n' "${executables[@]}" | xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
 echo "memcheck: ${#executables[@]} test executables without a memory error or leak"
 
-# The ODBC plug-in's suites need the PostgreSQL server that ctest's fixture
-# starts for them; here the same script starts one of its own.
+# The ODBC plug-in's suites need the PostgreSQL server and the pooler in
+# front of it that ctest's fixtures start for them; here the same scripts
+# start their own.
 mapfile -t odbc_executables < <(find "$build/tests/odbc" -maxdepth 1 -type f -executable \
   -name '*_test' 2>/dev/null | sort)
 if [ ${#odbc_executables[@]} -eq 0 ]; then
@@ -65,8 +66,10 @@ if [ ${#odbc_executables[@]} -eq 0 ]; then
   exit 1
 fi
 server=$(mktemp -d /tmp/vexa-memcheck.XXXXXX)
-trap 'tests/odbc/pg_server.sh stop "$server" >/dev/null 2>&1; rm -rf "$server"' EXIT
+trap 'tests/odbc/pgbouncer.sh stop "$server" >/dev/null 2>&1
+      tests/odbc/pg_server.sh stop "$server" >/dev/null 2>&1; rm -rf "$server"' EXIT
 tests/odbc/pg_server.sh start "$server" >/dev/null
+tests/odbc/pgbouncer.sh start "$server" 4 >/dev/null
 export ODBCSYSINI=$server
 printf '%s\n' "${odbc_executables[@]}" | xargs -P 2 -I{} bash -c 'run_one "$1"' _ {}
 echo "memcheck: ${#odbc_executables[@]} ODBC test executables without a memory error or leak"

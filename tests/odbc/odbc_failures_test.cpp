@@ -108,12 +108,12 @@ TEST_F(OdbcFailures, TheReasonOfAFailedOpenIsTheDriversTextWithoutATrailingBlank
     server.halt();
     std::string const port = vexa::test::read_file(server.state_dir() + "/port");
     open_bad(server.source());
-    // The driver's text ends in a newline of its own.
+    // The driver's text ends in a newline of its own and has one inside.
     EXPECT_EQ(log_, "odbc connection=" + server.source() +
                         ": SQLDriverConnect: [08001] (101) connection to server at \"127.0.0.1\", "
                         "port " +
                         vexa::str::stripws(port) +
-                        " failed: Connection refused\n\tIs the server running on that host and "
+                        " failed: Connection refused Is the server running on that host and "
                         "accepting TCP/IP connections?\n");
 }
 

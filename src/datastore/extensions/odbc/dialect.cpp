@@ -14,7 +14,10 @@ Dbms dbms_of(std::string const& dbms_name) {
 std::string read_only_statement(Dbms dbms) {
     switch (dbms) {
         case Dbms::postgresql:
-            return "SET SESSION CHARACTERISTICS AS TRANSACTION READ ONLY";
+            // psqlODBC refuses the writes itself (ReadOnly=1): a session
+            // setting would stay on a pooler's server connection and reach
+            // whichever client gets it next, and skip this one's next query.
+            return "";
         case Dbms::sqlite:
             return "PRAGMA query_only = ON";
         case Dbms::other:

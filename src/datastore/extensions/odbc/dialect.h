@@ -16,7 +16,7 @@ enum class Dbms { postgresql, sqlite, other };
 Dbms dbms_of(std::string const& dbms_name);
 
 // A statement that makes the session refuse every write, or "" where the
-// driver's read-only access mode must do.
+// driver refuses them (PostgreSQL) or its read-only access mode must do.
 std::string read_only_statement(Dbms dbms);
 
 // A query answering the server's own version text (its first word counts),

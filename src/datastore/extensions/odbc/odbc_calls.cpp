@@ -1,10 +1,30 @@
 #include "odbc_calls.h"
 
+#include <string>
 #include <string_view>
 
 namespace vexa::datastore::odbc_plugin {
 
 namespace {
+
+// `message` without its trailing blanks, each line break and the blanks
+// around it made one blank.
+std::string one_line(std::string_view message) {
+    message = message.substr(0, message.find_last_not_of(" \t\r\n") + 1);
+    std::string line;
+    for (std::size_t at = 0; at < message.size(); ++at) {
+        if (message[at] != '\n') {
+            line += message[at];
+            continue;
+        }
+        line.erase(line.find_last_not_of(" \t\r") + 1);
+        line += ' ';
+        while (at + 1 < message.size() && (message[at + 1] == ' ' || message[at + 1] == '\t')) {
+            ++at;
+        }
+    }
+    return line;
+}
 
 bool means_lost_connection(std::string_view state) {
     return state.substr(0, 2) == "08" || state == "57P01" || state == "57P02" || state == "57P03";
@@ -54,10 +74,10 @@ void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call) {
         text += sqlstate;
         text += "] (" + std::to_string(native) + ") ";
         // psqlODBC ends some texts in a newline, which would leave a blank
-        // line in the log.
-        std::string_view reason(reinterpret_cast<char const*>(message));
-        reason = reason.substr(0, reason.find_last_not_of(" \t\r\n") + 1);
-        text += reason;
+        // line in the log, and puts the server's reason and its own on two
+        // lines; one line keeps the reason in whatever reads the last line
+        // of a log.
+        text += one_line(reinterpret_cast<char const*>(message));
         ++record;
     }
     if (record == 1) {

@@ -1,5 +1,6 @@
 #include "source_settings.h"
 
+#include <iterator>
 #include <stdexcept>
 #include <vector>
 
@@ -50,6 +51,9 @@ constexpr Default driver_defaults[] = {
     {"Protocol", "7.4-1"},
 };
 
+// psqlODBC refuses every statement but SELECT on a read-only instance.
+constexpr Default read_only_default{"ReadOnly", "1"};
+
 }  // namespace
 
 std::string SourceSettings::connection_string() const {
@@ -61,7 +65,11 @@ std::string SourceSettings::connection_string() const {
             dsn = value;
         }
     }
-    for (Default const& setting : driver_defaults) {
+    std::vector<Default> defaults(std::begin(driver_defaults), std::end(driver_defaults));
+    if (read_only) {
+        defaults.push_back(read_only_default);
+    }
+    for (Default const& setting : defaults) {
         bool said = !dsn.empty() && dsn_sets(dsn, setting.key);
         for (auto const& item : items) {
             said = said || item.first == str::ascii_lower(setting.key);
