@@ -18,13 +18,17 @@ void log_info(std::string const& path, std::string const& text) {
     log::ErrorLog(6).stream() << "sqlite3 " << path << ": " << text;
 }
 
+bool latest_index_is_unique(::sqlite3* db) {
+    return integer_of(db, common::sqlite_unique_latest_index_query() + ";", 0) == 1;
+}
+
 // Makes the latest-row index unique over the run key, or, where the file
 // holds one run twice already (it cannot be made unique then), adds a trigger
 // that does its work for the rows stored from now on. The duplicates stay:
 // they are the file's history. Such a file tries again at every writable
 // open, so that pruning them away lets the index take over.
 void keep_retries_out(::sqlite3* db, std::string const& path) {
-    if (integer_of(db, common::sqlite_unique_latest_index_query() + ";", 0) == 1) {
+    if (latest_index_is_unique(db)) {
         return;
     }
     execute(db, "SAVEPOINT unique_index; DROP INDEX " + common::latest_row_index_name() + ";");
@@ -35,37 +39,27 @@ void keep_retries_out(::sqlite3* db, std::string const& path) {
     }
     std::string const reason = sqlite3_errmsg(db);
     bool const duplicates = sqlite3_extended_errcode(db) == SQLITE_CONSTRAINT_UNIQUE;
-    execute(db, "ROLLBACK TO unique_index;");
+    execute(db, "ROLLBACK TO unique_index; RELEASE unique_index;");
     if (!duplicates) {
-        execute(db, "RELEASE unique_index;");
         throw std::runtime_error(reason);
     }
-    execute(db, common::create_sqlite_skip_retried_trigger() + "; RELEASE unique_index;");
+    execute(db, common::create_sqlite_skip_retried_trigger() + ";");
     log_info(path, "records stored twice already (" + reason + "); a trigger skips retried " +
                        "records instead of a unique " + common::latest_row_index_name());
 }
 
-// Creates and fills the state in one transaction, unless it exists: another
-// process may be doing the same at this moment.
+// Creates and fills the state, unless it exists.
 void create_latest_state(::sqlite3* db, std::string const& path) {
-    auto const started = std::chrono::steady_clock::now();
-    sqlite3_int64 pairs = 0;
-    execute(db, "BEGIN IMMEDIATE;");
-    try {
-        if (has_latest_state(db)) {
-            execute(db, "COMMIT;");
-            return;
-        }
-        for (std::string const& statement : common::sqlite_state_schema()) {
-            execute(db, statement + ";");
-        }
-        execute(db, common::sqlite_state_fill() + ";");
-        pairs = integer_of(db, "SELECT count(*) FROM " + common::state_table_name() + ";", 0);
-        execute(db, "COMMIT;");
-    } catch (...) {
-        sqlite3_exec(db, "ROLLBACK;", nullptr, nullptr, nullptr);
-        throw;
+    if (has_latest_state(db)) {
+        return;
     }
+    auto const started = std::chrono::steady_clock::now();
+    for (std::string const& statement : common::sqlite_state_schema()) {
+        execute(db, statement + ";");
+    }
+    execute(db, common::sqlite_state_fill() + ";");
+    sqlite3_int64 const pairs =
+        integer_of(db, "SELECT count(*) FROM " + common::state_table_name() + ";", 0);
     auto const elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - started);
     log_info(path, "latest-row state " + common::state_table_name() + " created for " +
@@ -83,8 +77,20 @@ void create_schema(::sqlite3* db, std::string const& path) {
     // group, so the latest-row query takes the other columns from the group's
     // first row and visits the table once per group rather than once per row.
     execute(db, common::create_latest_row_index() + ";");
-    keep_retries_out(db, path);
-    create_latest_state(db, path);
+    if (latest_index_is_unique(db) && has_latest_state(db)) {
+        return;
+    }
+    // The write lock first: another process may be opening the same file, and
+    // a transaction that starts by reading could not take it later.
+    execute(db, "BEGIN IMMEDIATE;");
+    try {
+        keep_retries_out(db, path);
+        create_latest_state(db, path);
+        execute(db, "COMMIT;");
+    } catch (...) {
+        sqlite3_exec(db, "ROLLBACK;", nullptr, nullptr, nullptr);
+        throw;
+    }
 }
 
 bool has_latest_state(::sqlite3* db) {
