@@ -43,9 +43,20 @@ SoleDatastore::Shown::Shown(std::vector<datastore::DataStoreInstance>& held) : h
 
 SoleDatastore::Shown::~Shown() { held.swap(DataStoreParseUtility::get_datastore_vector()); }
 
+void drop_latest_state(std::string const& file, bool table) {
+    PlainDatabase db(file, false);
+    std::string const state = datastore::table_name + "_state";
+    db.exec("DROP TRIGGER IF EXISTS " + state + "_insert; DROP TRIGGER IF EXISTS " + state +
+            "_delete; DROP TRIGGER IF EXISTS " + state + "_update;");
+    if (table) {
+        db.exec("DROP TABLE IF EXISTS " + state + ";");
+    }
+}
+
 void copy_without_indexes(std::string const& from, std::string const& to) {
     remove_database(to);
     std::filesystem::copy_file(from, to);
+    drop_latest_state(to, true);
     PlainDatabase db(to, false);
     for (;;) {
         // One at a time: the name query must finish before its index goes.

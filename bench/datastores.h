@@ -40,9 +40,17 @@ class SoleDatastore {
 };
 
 // Copies the database `from` to `to` (replacing it) and drops every index
-// of the provider table in the copy. Planner statistics of the table stay as
-// they were; those of the dropped indexes go with them.
+// of the provider table in the copy, and the latest-row state, so that the
+// copy answers with the composed queries over the bare table. Planner
+// statistics of the table stay as they were; those of the dropped indexes
+// go with them.
 void copy_without_indexes(std::string const& from, std::string const& to);
+
+// Drops the triggers that keep the latest-row state of `file`, and with
+// `table` the state itself: without the table a read-only instance answers
+// with the composed query; without the triggers a writable one stores rows
+// as it did before there was a state.
+void drop_latest_state(std::string const& file, bool table);
 
 // Removes an SQLite database file and its -wal and -shm companions.
 void remove_database(std::string const& file);

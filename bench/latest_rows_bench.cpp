@@ -1,7 +1,10 @@
 // The latest-row reduction of the front end against a plain two-pass hash
-// reduction, per merged row, with Google Benchmark.
+// reduction, per merged row, with Google Benchmark; with --state, the
+// figures of the SQLite plug-in's latest-row state instead, as a table of
+// figure, baseline and target (latest_state_bench.h).
 //
 //   latest_rows_bench [--rows N] [benchmark flags]
+//   latest_rows_bench --state [--runs LONG] [--hosts N] [--repetitions N]
 //
 // The merged rows are shaped like the answer of the latest-rows query for
 // 50 providers: one row per provider, host and option identifier (three
@@ -9,6 +12,7 @@
 // 300,000).
 #include <benchmark/benchmark.h>
 
+#include <unistd.h>
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -16,8 +20,11 @@
 #include <tuple>
 #include <vector>
 
+#include <filesystem>
+
 #include "hash_reduction.h"
 #include "latest_rows.h"
+#include "latest_state_bench.h"
 #include "workload.h"
 
 namespace {
@@ -62,16 +69,51 @@ void reduce(benchmark::State& state, std::vector<Row> const& merged, Reduction r
 
 }  // namespace
 
+namespace {
+
+int run_state_figures(vexa::bench::LatestStateBench bench) {
+    std::filesystem::path const dir =
+        std::filesystem::temp_directory_path() / ("vexa-state-bench-" + std::to_string(getpid()));
+    std::filesystem::create_directories(dir);
+    bench.dir = dir.string();
+    // The table says which figures miss their targets; only a failed
+    // measurement fails the program.
+    int status = 0;
+    try {
+        vexa::bench::print_table(std::cout, bench.figures());
+    } catch (std::exception const& error) {
+        std::cerr << "latest_rows_bench: " << error.what() << "\n";
+        status = 1;
+    }
+    std::filesystem::remove_all(dir);
+    return status;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     std::size_t rows = 300000;
+    bool state = false;
+    vexa::bench::LatestStateBench bench;
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--rows") == 0 && i + 1 < argc) {
+        if (std::strcmp(argv[i], "--state") == 0) {
+            state = true;
+        } else if (std::strcmp(argv[i], "--runs") == 0 && i + 1 < argc) {
+            bench.long_runs = std::atoi(argv[++i]);
+        } else if (std::strcmp(argv[i], "--hosts") == 0 && i + 1 < argc) {
+            bench.hosts = std::atoi(argv[++i]);
+        } else if (std::strcmp(argv[i], "--repetitions") == 0 && i + 1 < argc) {
+            bench.repetitions = std::atoi(argv[++i]);
+        } else if (std::strcmp(argv[i], "--rows") == 0 && i + 1 < argc) {
             rows = std::strtoull(argv[++i], nullptr, 10);
         } else {
             std::cerr << "latest_rows_bench: unknown option " << argv[i] << "\n";
             return 1;
         }
+    }
+    if (state) {
+        return run_state_figures(bench);
     }
     std::vector<Row> const merged = merged_rows(rows);
     benchmark::RegisterBenchmark("library_keep_latest_rows", [&](benchmark::State& state) {

@@ -2,6 +2,7 @@
 // psql on the same server in the same run.
 //
 //   odbc-bench [--smoke] [--hosts N] [--repetitions N] [--insert-rows N]
+//   odbc-bench --state [--hosts N] [--runs N] [--repetitions N] [--insert-rows N]
 //
 // The workload is vexa-bench's (hosts x 50 providers x 10 runs; 2,000 hosts
 // make 1,000,000 rows), loaded with psql's \copy, whose rate is the ceiling
@@ -13,6 +14,12 @@
 // that fetch the same rows into bound buffers and keep nothing: what the driver alone costs, so
 // that the library's own share of the read shows. --smoke is 20 hosts (10,000 rows), 1 repetition,
 // 500 inserted rows.
+//
+// --state times the latest-row state instead, on hosts x 10 providers (x 3
+// options) pairs: the latest rows of all providers with --runs runs of
+// history (default 1,000) vs 10, and vs the standard query once the state
+// is dropped; OP_INSERT one row per call and in a batch, each vs the same
+// without the state's trigger.
 #include <malloc.h>
 #include <sys/wait.h>
 
@@ -44,6 +51,8 @@ struct Options {
     WorkloadShape shape;
     int repetitions = 3;
     int insert_rows = 20'000;
+    bool state = false;
+    int runs = 1000;
 };
 
 Options parse_options(int argc, char** argv) {
@@ -66,6 +75,13 @@ Options parse_options(int argc, char** argv) {
             options.repetitions = number();
         } else if (arg == "--insert-rows") {
             options.insert_rows = number();
+        } else if (arg == "--state") {
+            options.state = true;
+            options.shape.hosts = 100;
+            options.shape.providers = 10;
+            options.insert_rows = 5000;
+        } else if (arg == "--runs") {
+            options.runs = number();
         } else {
             throw std::invalid_argument("unknown option " + arg);
         }
@@ -224,10 +240,10 @@ void open_instance(std::string const& name, std::string const& database) {
     vexa::datastore::DataStoreParseUtility::initializeDatastoreExtensions(configs);
 }
 
-int control(unsigned short opcode, void const* in, void* out) {
+int control(unsigned short opcode, void const* in, void* out, std::string const& name = "bench") {
     auto const controller =
         vexa::datastore::DataStoreController::createDataStoreController().lock();
-    auto const found = vexa::datastore::DataStoreParseUtility::locate_datastores({"bench"});
+    auto const found = vexa::datastore::DataStoreParseUtility::locate_datastores({name});
     return controller->control(found.at(0).second, opcode, in, out, nullptr);
 }
 
@@ -237,11 +253,151 @@ void print(std::string const& name, double library, double baseline, std::string
                 unit.c_str(), library / baseline, target.c_str());
 }
 
+// A database `name` holding `shape`, loaded with \copy through the state's
+// trigger.
+void load_database(Server const& server, std::string const& name, WorkloadShape const& shape) {
+    server.psql("postgres", "CREATE DATABASE " + name);
+    open_instance(name, name);  // creates the schema
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+    std::string const csv = server.state() + "/" + name + ".csv";
+    write_csv(shape, csv);
+    server.psql(name, "\\copy " + vexa::datastore::table_name + "(" +
+                          vexa::bench::stored_columns() + ") FROM '" + csv + "' WITH (FORMAT csv)");
+    server.psql(name, "ANALYZE");
+    std::remove(csv.c_str());
+}
+
+// Median seconds of OP_GET_LATEST_ROWS of `providers` on the instance `name`.
+double latest_rows_seconds(std::string const& name, std::vector<std::string> const& providers,
+                           int repetitions, std::size_t expected) {
+    vexa::datastore::SQLParameters sql;
+    vexa::datastore::ReadParameters parameters;
+    parameters.providers = providers;
+    parameters.sql = &sql;
+    std::vector<double> times;
+    for (int r = 0; r < repetitions + 1; ++r) {
+        std::vector<Row> rows;
+        double const time = seconds([&] {
+            if (control(vexa::datastore::OP_GET_LATEST_ROWS, &parameters, &rows, name) != 0) {
+                throw std::runtime_error("the latest-row query failed");
+            }
+        });
+        if (rows.size() != expected) {
+            throw std::runtime_error("latest rows: " + std::to_string(rows.size()) +
+                                     " rows, expected " + std::to_string(expected));
+        }
+        if (r > 0) {  // the first one warms the caches
+            times.push_back(time);
+        }
+    }
+    return median(times);
+}
+
+// Seconds of OP_INSERT of `count` new runs on the instance `name`, one
+// per call or in one batch.
+double insert_seconds(std::string const& name, WorkloadShape shape, int first, int count,
+                      bool batched) {
+    shape.runs += 1000;  // new stamps, beyond the stored history
+    vexa::datastore::InsertRequest request;
+    return seconds([&] {
+        if (batched && control(vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr, name) != 0) {
+            throw std::runtime_error("OP_BEGIN_BATCH failed");
+        }
+        for (int i = first; i < first + count; ++i) {
+            request = vexa::bench::workload_row(shape, shape.rows() - static_cast<std::size_t>(i));
+            if (control(vexa::datastore::OP_INSERT, nullptr, &request, name) != 0) {
+                throw std::runtime_error("OP_INSERT failed");
+            }
+        }
+        if (batched && control(vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr, name) != 0) {
+            throw std::runtime_error("OP_COMMIT_BATCH failed");
+        }
+    });
+}
+
+int state_figures(Options const& options, Server const& server) {
+    WorkloadShape short_shape = options.shape;
+    short_shape.runs = 10;
+    WorkloadShape long_shape = options.shape;
+    long_shape.runs = options.runs;
+    load_database(server, "state_short", short_shape);
+    load_database(server, "state_long", long_shape);
+    std::vector<std::string> const providers = vexa::bench::provider_names(options.shape.providers);
+    std::size_t const pairs = static_cast<std::size_t>(options.shape.hosts) *
+                              static_cast<std::size_t>(options.shape.providers) * 3;
+    open_instance("state_short", "state_short");
+    open_instance("state_long", "state_long");
+    std::vector<double> ratios;
+    double long_time = 0;
+    double short_time = 0;
+    for (int r = 0; r < options.repetitions; ++r) {
+        long_time = latest_rows_seconds("state_long", providers, 1, pairs);
+        short_time = latest_rows_seconds("state_short", providers, 1, pairs);
+        ratios.push_back(long_time / short_time);
+    }
+    long_time = latest_rows_seconds("state_long", providers, options.repetitions, pairs);
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+    server.psql("state_long", "DROP TABLE provider_datastore_state CASCADE");
+    vexa::datastore::DataStoreConfig config;
+    config.type = vexa::datastore::odbc;
+    config.instance_name = "state_composed";
+    config.source_parameters = "DSN=vexa_pg;Database=state_long|read_only=true";
+    std::vector<vexa::datastore::DataStoreConfig> configs{config};
+    vexa::datastore::DataStoreParseUtility::initializeDatastoreExtensions(configs);
+    double const composed_time =
+        latest_rows_seconds("state_composed", providers, options.repetitions, pairs);
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+
+    // The same database twice, one without the state's trigger.
+    server.psql("postgres", "CREATE DATABASE state_none TEMPLATE state_short");
+    server.psql("state_none", "DROP TRIGGER provider_datastore_state_keep ON provider_datastore");
+    open_instance("state_short", "state_short");
+    open_instance("state_none", "state_none");
+    std::vector<double> with_state;
+    std::vector<double> without_state;
+    std::vector<double> batch_with_state;
+    std::vector<double> batch_without_state;
+    int next = 1;
+    for (int r = 0; r < options.repetitions; ++r) {
+        int const first = next;
+        next += options.insert_rows;
+        with_state.push_back(
+            insert_seconds("state_short", short_shape, first, options.insert_rows, false));
+        without_state.push_back(
+            insert_seconds("state_none", short_shape, first, options.insert_rows, false));
+        int const batch_first = next;
+        next += options.insert_rows;
+        batch_with_state.push_back(
+            insert_seconds("state_short", short_shape, batch_first, options.insert_rows, true));
+        batch_without_state.push_back(
+            insert_seconds("state_none", short_shape, batch_first, options.insert_rows, true));
+    }
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+
+    double const rows = options.insert_rows;
+    std::printf("state: %zu pairs; %d and 10 runs of history; %d repetitions, medians\n", pairs,
+                options.runs, options.repetitions);
+    std::printf("%-44s %12s %12s %-6s %8s  %s\n", "figure", "library", "baseline", "unit", "ratio",
+                "target");
+    std::printf("%-44s %12.3f %12.3f %-6s %6.2f x  %s\n", "latest rows, long vs short history",
+                long_time * 1e3, short_time * 1e3, "ms", median(ratios), "at most 1.2 x");
+    print("latest rows: standard query over the state", composed_time * 1e3, long_time * 1e3, "ms",
+          "at least 20 x");
+    print("OP_INSERT one per call, state vs none", rows / median(with_state),
+          rows / median(without_state), "rows/s", "at least 0.8 x");
+    print("OP_INSERT in a batch, state vs none", rows / median(batch_with_state),
+          rows / median(batch_without_state), "rows/s", "at least 0.8 x");
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
     Options const options = parse_options(argc, argv);
     Server const server;
+    if (options.state) {
+        return state_figures(options, server);
+    }
     server.psql("postgres", "CREATE DATABASE bench");
     server.psql("postgres", "CREATE DATABASE bench_insert");
     open_instance("bench", "bench");  // creates the schema

@@ -32,14 +32,15 @@ TEST(InsertQuery, ListsTheStoredColumnsWithNumberedMarkers) {
               "INSERT INTO provider_datastore(Provider, Hostname, num_nodes, node_names, "
               "Exit_status, Timestamp, Duration, Encoding, STDOUT, STDERR, OptionID, version, "
               "Username, Unique_timestamp) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, "
-              "?12, ?13, ?14);");
+              "?12, ?13, ?14) ON CONFLICT DO NOTHING;");
 }
 
 TEST(InsertQuery, ListsTheStoredColumnsWithPlainMarkers) {
     EXPECT_EQ(common::insert_query(common::Markers::plain),
               "INSERT INTO provider_datastore(Provider, Hostname, num_nodes, node_names, "
               "Exit_status, Timestamp, Duration, Encoding, STDOUT, STDERR, OptionID, version, "
-              "Username, Unique_timestamp) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+              "Username, Unique_timestamp) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON "
+              "CONFLICT DO NOTHING");
 }
 
 TEST(ComposedHostsQuery, GroupsTheUnameRowsByHost) {
@@ -52,6 +53,12 @@ TEST(LatestRowIndex, IsNamedAfterTheTableAndOrdersStampsNewestFirst) {
     EXPECT_EQ(common::latest_row_index_name(), "provider_datastore_latest");
     EXPECT_EQ(common::create_latest_row_index(),
               "CREATE INDEX IF NOT EXISTS provider_datastore_latest ON "
+              "provider_datastore(Provider, Hostname, OptionID, Unique_timestamp DESC)");
+}
+
+TEST(LatestRowIndex, HasAUniqueFormOverTheRunKey) {
+    EXPECT_EQ(common::create_unique_latest_row_index(),
+              "CREATE UNIQUE INDEX provider_datastore_latest ON "
               "provider_datastore(Provider, Hostname, OptionID, Unique_timestamp DESC)");
 }
 

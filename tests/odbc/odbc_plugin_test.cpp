@@ -103,8 +103,8 @@ TEST_F(OdbcPlugin, WritableOpenCreatesThePostgresqlSchemaWithWideColumnsAndTheIn
     EXPECT_EQ(psql(db,
                    "SELECT indexdef FROM pg_indexes WHERE indexname = "
                    "'provider_datastore_latest';"),
-              "CREATE INDEX provider_datastore_latest ON public.provider_datastore USING btree "
-              "(provider, hostname, optionid, unique_timestamp DESC)\n");
+              "CREATE UNIQUE INDEX provider_datastore_latest ON public.provider_datastore USING "
+              "btree (provider, hostname, optionid, unique_timestamp DESC)\n");
 }
 
 TEST_F(OdbcPlugin, DescribeNamesTheDatabaseSystemItsVersionTheSourceAndTheMode) {

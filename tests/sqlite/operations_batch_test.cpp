@@ -182,7 +182,7 @@ TEST_F(Batch, ASecondBeginFailsAndKeepsTheOpenBatch) {
 
     EXPECT_EQ(begin_batch("rw"), kFailed);
 
-    ASSERT_TRUE(insert_runs("rw", "cpu", 1));
+    ASSERT_TRUE(insert_runs("rw", "mem", 1));
     EXPECT_EQ(count_of(file_), "0");
     EXPECT_EQ(commit_batch("rw"), kOk);
     EXPECT_EQ(count_of(file_), "3");

@@ -17,6 +17,7 @@
 
 #include "child_process.h"
 #include "sqlite_datastores.h"
+#include "sqlite_schema.h"
 #include "test_support.h"
 
 namespace {
@@ -69,6 +70,7 @@ TEST_F(SqlitePlugin, WritableOpenCreatesParentDirectoriesFileAndTheDefaultSchema
 
     ASSERT_TRUE(vexa::test::exists(file));
     EXPECT_TRUE(extension_of("rw")->is_ready());
+    std::vector<std::string> const state_schema = vexa::datastore::common::sqlite_state_schema();
     PlainConnection db(file);
     EXPECT_EQ(
         db.rows("SELECT type, name, sql FROM sqlite_master ORDER BY name;"),
@@ -76,8 +78,13 @@ TEST_F(SqlitePlugin, WritableOpenCreatesParentDirectoriesFileAndTheDefaultSchema
             "table|baseline_datastore|" +
                 stored_ddl(vexa::datastore::default_create_baseline_query),
             "table|provider_datastore|" + stored_ddl(vexa::datastore::default_create_table_query),
-            "index|provider_datastore_latest|CREATE INDEX provider_datastore_latest ON "
+            "index|provider_datastore_latest|CREATE UNIQUE INDEX provider_datastore_latest ON "
             "provider_datastore(Provider, Hostname, OptionID, Unique_timestamp DESC)",
+            "table|provider_datastore_state|" + stored_ddl(state_schema[0] + ";"),
+            "trigger|provider_datastore_state_delete|" + stored_ddl(state_schema[3] + ";"),
+            "trigger|provider_datastore_state_insert|" + stored_ddl(state_schema[2] + ";"),
+            "index|provider_datastore_state_pair|" + stored_ddl(state_schema[1] + ";"),
+            "trigger|provider_datastore_state_update|" + stored_ddl(state_schema[4] + ";"),
             "view|vexa_1|" + stored_ddl(vexa::datastore::default_create_view_query),
         }));
     EXPECT_EQ(db.rows("PRAGMA journal_mode;"), std::vector<std::string>{"wal"});
@@ -397,7 +404,9 @@ TEST_F(SqlitePlugin, StatementsThatWriteAreRefusedBySelect) {
               }),
               "not a read-only statement: DELETE FROM provider_datastore");
     EXPECT_EQ(select_query("rw", "DROP VIEW vexa_1", rows), kFailed);
-    EXPECT_EQ(contents_of(file).size(), 5u);  // four schema objects and the row
+    // nine schema objects (the four of the defaults, the state table, its
+    // index and three triggers) and the row
+    EXPECT_EQ(contents_of(file).size(), 10u);
 }
 
 TEST_F(SqlitePlugin, TextWithoutAStatementSucceedsWithNoRows) {

@@ -66,8 +66,10 @@ class SqliteSharedReaders : public ::testing::Test {
         return found;
     }
 
-    void write_rows(int count) {
-        for (int i = 0; i < count; ++i) {
+    // Runs `first` to `first` + `count` - 1: a run stored again would be
+    // the same record, stored once.
+    void write_rows(int count, int first = 0) {
+        for (int i = first; i < first + count; ++i) {
             ASSERT_EQ(insert_run("writer", provider_run("p", "h" + std::to_string(i), i)), kOk);
         }
     }
@@ -95,7 +97,7 @@ TEST_F(SqliteSharedReaders, AnotherUserReadsWhileTheWriterIsOpen) {
     std::vector<std::string> const before = owners();
 
     EXPECT_EQ(rows_read_by_another_user(), 2);
-    write_rows(2);
+    write_rows(2, 2);
     EXPECT_EQ(rows_read_by_another_user(), 4);
     EXPECT_EQ(owners(), before);
 }

@@ -26,7 +26,8 @@ std::string insert_query(Markers markers) {
         names += separator + std::string(record_columns[i].name);
         values += separator + marker(markers, i - first_stored_column + 1);
     }
-    return "INSERT INTO " + table_name + "(" + names + ") VALUES(" + values + ")";
+    return "INSERT INTO " + table_name + "(" + names + ") VALUES(" + values +
+           ") ON CONFLICT DO NOTHING";
 }
 
 std::string latest_row_index_name() { return table_name + "_latest"; }
@@ -34,6 +35,31 @@ std::string latest_row_index_name() { return table_name + "_latest"; }
 std::string create_latest_row_index() {
     return "CREATE INDEX IF NOT EXISTS " + latest_row_index_name() + " ON " + table_name +
            "(Provider, Hostname, OptionID, Unique_timestamp DESC)";
+}
+
+std::string create_unique_latest_row_index() {
+    return "CREATE UNIQUE INDEX " + latest_row_index_name() + " ON " + table_name +
+           "(Provider, Hostname, OptionID, Unique_timestamp DESC)";
+}
+
+std::string state_table_name() { return table_name + "_state"; }
+
+std::string latest_rows_from_state_head() {
+    return "SELECT * FROM " + table_view + " WHERE rowid IN (SELECT latest_rowid FROM " +
+           state_table_name() + " WHERE";
+}
+
+std::string latest_rows_from_state_tail() { return ") ORDER BY Provider, Hostname, OptionID;"; }
+
+std::string hosts_from_state_query() {
+    // Among the options of one host, the first in order holding the greatest
+    // stamp wins, as in the composed query's grouping over the latest-row
+    // index.
+    return "SELECT * FROM " + table_view + " WHERE rowid IN (SELECT (SELECT latest_rowid FROM " +
+           state_table_name() +
+           " s WHERE s.Provider = 'uname' AND s.Hostname = h.Hostname ORDER BY "
+           "s.Unique_timestamp DESC, s.OptionID LIMIT 1) FROM (SELECT DISTINCT Hostname FROM " +
+           state_table_name() + " WHERE Provider = 'uname') h) ORDER BY Hostname;";
 }
 
 std::string prune_condition(PruneRequest const& request, Markers markers,

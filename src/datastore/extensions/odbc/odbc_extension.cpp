@@ -8,7 +8,7 @@
 
 #include "insert.h"
 #include "row_reader.h"
-#include "schema.h"
+#include "schema_setup.h"
 #include "statements.h"
 
 namespace vexa::datastore::odbc_plugin {
@@ -61,9 +61,16 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
                   SQL_HANDLE_ENV, environment_.get(), "SQL_ATTR_ODBC_VERSION");
         }
         connect();
+        if (!has_state_) {
+            log::ErrorLog(6).stream() << "odbc " << source_.display()
+                                      << ": no latest-row state in the database; latest rows come "
+                                         "from the composed query";
+        }
         // Written once, before the instance is shared: interface::control
         // reads it without the lock, so a reconnection leaves it alone.
-        hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
+        hosts_query = has_state_          ? common::hosts_from_state_query()
+                      : grouping_refused_ ? latest_hosts_query()
+                                          : common::composed_hosts_query();
         opened_ = true;
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
@@ -93,14 +100,11 @@ void OdbcExtension::connect() {
             execute(connection->get(), refuse_writes);
         }
     } else {
-        auto const [presence_query, all_present] = schema_presence_query(dbms);
-        if (presence_query.empty() ||
-            first_text(connection->get(), presence_query) != all_present) {
-            run_in_transaction(connection->get(), schema_statements(dbms));
-        }
+        create_schema(connection->get(), dbms, source_.display());
         insert_statement_ = prepare_insert(connection->get());
     }
     grouping_refused_ = !accepts_grouped_latest_rows(dbms);
+    has_state_ = has_latest_state(connection->get(), dbms);
     connection_ = std::move(connection);
 }
 
@@ -196,9 +200,19 @@ bool OdbcExtension::grouping_refused() const {
     return grouping_refused_;
 }
 
+bool OdbcExtension::has_state() const {
+    std::lock_guard<std::mutex> const lock(mutex_);
+    return has_state_;
+}
+
 bool OdbcExtension::get_latest_rows_provider(std::vector<std::string> providers,
                                              std::vector<Row>& out,
                                              std::vector<std::string> hosts) {
+    if (has_state()) {
+        return select_latest_rows(std::move(providers), std::move(hosts), out,
+                                  common::latest_rows_from_state_head(),
+                                  common::latest_rows_from_state_tail());
+    }
     if (!grouping_refused()) {
         return interface::get_latest_rows_provider(std::move(providers), out, std::move(hosts));
     }

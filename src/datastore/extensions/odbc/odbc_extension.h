@@ -51,7 +51,8 @@ class OdbcExtension : public common::PluginExtension {
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
-    // Where the database system refuses the composed grouping, the same
+    // From the latest-row state where the database holds it; otherwise,
+    // where the database system refuses the composed grouping, the same
     // results from standard SQL; elsewhere the composed operations.
     bool get_latest_rows_provider(std::vector<std::string> providers, std::vector<Row>& out,
                                   std::vector<std::string> hosts) override;
@@ -61,6 +62,8 @@ class OdbcExtension : public common::PluginExtension {
   private:
     // Whether the database system refused the composed grouping.
     bool grouping_refused() const;
+    // Whether the database holds the latest-row state.
+    bool has_state() const;
     // Connects, creates the schema when writable and prepares the insert.
     void connect();
     // The open connection, made again first when it was lost.
@@ -99,6 +102,7 @@ class OdbcExtension : public common::PluginExtension {
     Dbms dbms_ = Dbms::other;
     std::string dbms_version_;
     bool grouping_refused_ = false;
+    bool has_state_ = false;
     Batch batch_;
 };
 

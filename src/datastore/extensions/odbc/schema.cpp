@@ -5,6 +5,7 @@
 #include <datastore/columns.h>
 #include <datastore/vocabulary.h>
 
+#include "sqlite_schema.h"
 #include "statements.h"
 
 namespace vexa::datastore::odbc_plugin {
@@ -20,6 +21,19 @@ struct PostgresqlType {
     char const* operator()(std::int32_t const&) const { return "INTEGER"; }
     char const* operator()(provider::encoding const&) const { return "INTEGER"; }
 };
+
+// Serialises the schema work of concurrent openers: two processes creating
+// the same object at once would otherwise race on PostgreSQL's catalogue and
+// one of them fail.
+constexpr char postgresql_schema_lock[] = "SELECT pg_advisory_xact_lock(7263541)";
+
+std::string skip_retried_name() { return table_name + "_skip_retried"; }
+
+std::string postgresql_unique_latest_index_query() {
+    return "SELECT count(*) FROM pg_index i JOIN pg_class c ON c.oid = i.indexrelid WHERE "
+           "pg_table_is_visible(c.oid) AND i.indisunique AND c.relname = '" +
+           common::latest_row_index_name() + "'";
+}
 
 std::string postgresql_columns() {
     Row const row;
@@ -47,9 +61,7 @@ std::string postgresql_view() {
 std::vector<std::string> postgresql_schema() {
     return {
         "BEGIN",
-        // Two processes creating the same table at once would otherwise race
-        // on PostgreSQL's catalogue and one of them fail.
-        "SELECT pg_advisory_xact_lock(7263541)",
+        postgresql_schema_lock,
         "CREATE TABLE IF NOT EXISTS " + table_name + "(" + postgresql_columns() + ")",
         postgresql_view(),
         "CREATE TABLE IF NOT EXISTS " + table_baseline +
@@ -61,7 +73,142 @@ std::vector<std::string> postgresql_schema() {
     };
 }
 
+// The condition "the state row's pair is the pair of the trigger row `row`";
+// "=" so that the state's key index serves it.
+std::string postgresql_same_pair(std::string const& row) {
+    return "Provider = " + row + ".Provider AND Hostname = " + row +
+           ".Hostname AND OptionID = " + row + ".OptionID";
+}
+
+// Upserts the rows of `source` into the state where newer than the pair's,
+// or as new and stored first. ON CONFLICT DO UPDATE locks the pair's row and
+// compares with its latest committed version, so concurrent writers of one
+// pair never lose the newest.
+std::string postgresql_take_if_newer(std::string const& source) {
+    std::string const state = common::state_table_name();
+    return "INSERT INTO " + state + " AS s " + source +
+           " ON CONFLICT (Provider, Hostname, OptionID) DO UPDATE SET Unique_timestamp = "
+           "EXCLUDED.Unique_timestamp, latest_rowid = EXCLUDED.latest_rowid WHERE "
+           "s.Unique_timestamp < EXCLUDED.Unique_timestamp OR (s.Unique_timestamp = "
+           "EXCLUDED.Unique_timestamp AND s.latest_rowid > EXCLUDED.latest_rowid);";
+}
+
+std::vector<std::string> postgresql_state() {
+    std::string const state = common::state_table_name();
+    return {
+        "BEGIN",
+        postgresql_schema_lock,
+        // NULLS NOT DISTINCT: a NULL in the key is one pair, as GROUP BY
+        // takes it.
+        "CREATE TABLE IF NOT EXISTS " + state +
+            "(Provider TEXT, Hostname TEXT, OptionID TEXT, Unique_timestamp BIGINT, latest_rowid "
+            "BIGINT, UNIQUE NULLS NOT DISTINCT (Provider, Hostname, OptionID))",
+        "CREATE OR REPLACE FUNCTION " + state +
+            "_keep() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN IF TG_OP <> 'INSERT' THEN "
+            "DELETE FROM " +
+            state + " WHERE " + postgresql_same_pair("OLD") +
+            " AND latest_rowid = OLD.rowid; IF FOUND THEN " +
+            postgresql_take_if_newer(
+                "SELECT Provider, Hostname, OptionID, Unique_timestamp, rowid FROM " + table_name +
+                " WHERE " + postgresql_same_pair("OLD") +
+                " ORDER BY Unique_timestamp DESC, rowid LIMIT 1") +
+            " END IF; END IF; IF TG_OP <> 'DELETE' THEN " +
+            postgresql_take_if_newer(
+                "VALUES (NEW.Provider, NEW.Hostname, NEW.OptionID, NEW.Unique_timestamp, "
+                "NEW.rowid)") +
+            " END IF; RETURN NULL; END $$",
+        "CREATE OR REPLACE TRIGGER " + state +
+            "_keep AFTER INSERT OR DELETE OR UPDATE OF rowid, Provider, Hostname, OptionID, "
+            "Unique_timestamp ON " +
+            table_name + " FOR EACH ROW EXECUTE FUNCTION " + state + "_keep()",
+        "INSERT INTO " + state +
+            " SELECT DISTINCT ON (Provider, Hostname, OptionID) Provider, Hostname, OptionID, "
+            "Unique_timestamp, rowid FROM " +
+            table_name +
+            " ORDER BY Provider, Hostname, OptionID, Unique_timestamp DESC, rowid ON CONFLICT DO "
+            "NOTHING",
+        "COMMIT",
+    };
+}
+
 }  // namespace
+
+std::string object_presence_query(Dbms dbms, std::string const& name) {
+    switch (dbms) {
+        case Dbms::postgresql:
+            return "SELECT count(*) FROM pg_class WHERE pg_table_is_visible(oid) AND relname = '" +
+                   name + "'";
+        case Dbms::sqlite:
+            return "SELECT count(*) FROM sqlite_master WHERE name = '" + name + "'";
+        case Dbms::other:
+            break;
+    }
+    return "";
+}
+
+std::string duplicate_runs_query() {
+    return "SELECT count(*) FROM (SELECT 1 FROM " + table_name +
+           " GROUP BY Provider, Hostname, OptionID, Unique_timestamp HAVING count(*) > 1 LIMIT "
+           "1) d";
+}
+
+std::string unique_latest_index_query(Dbms dbms) {
+    switch (dbms) {
+        case Dbms::postgresql:
+            return postgresql_unique_latest_index_query();
+        case Dbms::sqlite:
+            return common::sqlite_unique_latest_index_query();
+        case Dbms::other:
+            break;
+    }
+    return "";
+}
+
+std::vector<std::string> unique_latest_index_statements(Dbms dbms) {
+    std::string const skip_retried = skip_retried_name();
+    std::string const drop_plain = "DROP INDEX IF EXISTS " + common::latest_row_index_name();
+    if (dbms == Dbms::postgresql) {
+        return {"BEGIN",
+                postgresql_schema_lock,
+                drop_plain,
+                common::create_unique_latest_row_index(),
+                "DROP TRIGGER IF EXISTS " + skip_retried + " ON " + table_name,
+                "COMMIT"};
+    }
+    return {drop_plain, common::create_unique_latest_row_index(),
+            common::drop_sqlite_skip_retried_trigger()};
+}
+
+std::vector<std::string> skip_retried_statements(Dbms dbms) {
+    std::string const skip_retried = skip_retried_name();
+    if (dbms == Dbms::postgresql) {
+        return {"BEGIN", postgresql_schema_lock,
+                "CREATE OR REPLACE FUNCTION " + skip_retried +
+                    "() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN IF EXISTS (SELECT 1 FROM " +
+                    table_name + " WHERE " + postgresql_same_pair("NEW") +
+                    " AND Unique_timestamp = NEW.Unique_timestamp) THEN RETURN NULL; END IF; "
+                    "RETURN NEW; END $$",
+                "CREATE OR REPLACE TRIGGER " + skip_retried + " BEFORE INSERT ON " + table_name +
+                    " FOR EACH ROW EXECUTE FUNCTION " + skip_retried + "()",
+                "COMMIT"};
+    }
+    return {common::create_sqlite_skip_retried_trigger()};
+}
+
+std::vector<std::string> latest_state_statements(Dbms dbms) {
+    switch (dbms) {
+        case Dbms::postgresql:
+            return postgresql_state();
+        case Dbms::sqlite: {
+            std::vector<std::string> statements = common::sqlite_state_schema();
+            statements.push_back(common::sqlite_state_fill());
+            return statements;
+        }
+        case Dbms::other:
+            break;
+    }
+    return {};
+}
 
 std::vector<std::string> schema_statements(Dbms dbms) {
     if (dbms == Dbms::postgresql) {
@@ -75,10 +222,17 @@ std::pair<std::string, std::string> schema_presence_query(Dbms dbms) {
     if (dbms != Dbms::postgresql) {
         return {"", ""};
     }
-    return {"SELECT count(*) FROM pg_class WHERE pg_table_is_visible(oid) AND relname IN ('" +
-                table_name + "', '" + table_view + "', '" + table_baseline + "', '" +
-                common::latest_row_index_name() + "')",
-            "4"};
+    // The unique latest-row index or the trigger standing in for it counts
+    // once.
+    std::string const state = common::state_table_name();
+    return {
+        "SELECT (SELECT count(*) FROM pg_class WHERE pg_table_is_visible(oid) AND relname IN "
+        "('" +
+            table_name + "', '" + table_view + "', '" + table_baseline + "', '" +
+            common::latest_row_index_name() + "', '" + state + "')) + GREATEST((" +
+            postgresql_unique_latest_index_query() +
+            "), (SELECT count(*) FROM pg_trigger WHERE tgname = '" + skip_retried_name() + "'))",
+        "6"};
 }
 
 }  // namespace vexa::datastore::odbc_plugin

@@ -91,7 +91,7 @@ Database open_writable(std::string const& path, bool full_sync) {
     // hot page back less often: about a third more rows per second.
     execute(db.get(), "PRAGMA wal_autocheckpoint=10000;");
     keep_log_files(db.get());
-    create_schema(db.get());
+    create_schema(db.get(), path);
     refresh_planner_statistics(db.get());
     return db;
 }

@@ -12,7 +12,9 @@
 #include "planner_statistics.h"
 #include "read_authorizer.h"
 #include "row_reader.h"
+#include "schema.h"
 #include "source_settings.h"
+#include "statements.h"
 #include "time_limit.h"
 
 namespace vexa::datastore::sqlite_plugin {
@@ -75,6 +77,14 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
         if (!read_only_) {
             insert_statement_ = prepare_insert(db_.get());
         }
+        has_state_ = has_latest_state(db_.get());
+        if (!has_state_) {
+            log::ErrorLog(6).stream() << "sqlite3 " << path_
+                                      << ": no latest-row state in the file; latest rows "
+                                         "come from the composed query";
+        }
+        hosts_query =
+            has_state_ ? common::hosts_from_state_query() : common::composed_hosts_query();
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
         close();
@@ -129,6 +139,22 @@ bool SqliteExtension::select(std::string query, std::vector<Row>& out,
             return true;
         });
     });
+}
+
+bool SqliteExtension::get_latest_rows_provider(std::vector<std::string> providers,
+                                               std::vector<Row>& out,
+                                               std::vector<std::string> hosts) {
+    bool state = false;
+    {
+        std::lock_guard<std::mutex> const lock(mutex_);
+        state = has_state_;
+    }
+    if (!state) {
+        return interface::get_latest_rows_provider(std::move(providers), out, std::move(hosts));
+    }
+    return select_latest_rows(std::move(providers), std::move(hosts), out,
+                              common::latest_rows_from_state_head(),
+                              common::latest_rows_from_state_tail());
 }
 
 bool SqliteExtension::insert(provider::header const& header, std::string const& option_id,

@@ -50,6 +50,11 @@ class SqliteExtension : public common::PluginExtension {
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
+    // From the latest-row state when the file holds it, otherwise the
+    // composed query; the same rows either way.
+    bool get_latest_rows_provider(std::vector<std::string> providers, std::vector<Row>& out,
+                                  std::vector<std::string> hosts) override;
+
   private:
     // The project's own operations, in sqlite_operations.cpp; each takes the
     // lock below.
@@ -69,6 +74,7 @@ class SqliteExtension : public common::PluginExtension {
 
     std::string path_;
     bool read_only_ = false;
+    bool has_state_ = false;  // whether the file holds the latest-row state
     Database db_;
     Statement insert_statement_;  // prepared once, for the life of the instance
     bool inserted_since_analysis_ = false;

@@ -1,0 +1,90 @@
+#include "sqlite_schema.h"
+
+#include <datastore/vocabulary.h>
+
+#include "statements.h"
+
+namespace vexa::datastore::common {
+
+namespace {
+
+// The key of a pair compared with the trigger row `row` ("NEW" or "OLD");
+// IS, so that a NULL in the key is a value of its own, as GROUP BY takes it.
+std::string same_pair(std::string const& row) {
+    return "Provider IS " + row + ".Provider AND Hostname IS " + row +
+           ".Hostname AND OptionID IS " + row + ".OptionID";
+}
+
+// Makes the row `row` the latest of its pair when it is newer than the
+// state's (or as new and stored first), or when the pair has none yet.
+std::string take_if_newer(std::string const& row) {
+    std::string const state = state_table_name();
+    return "UPDATE " + state + " SET Unique_timestamp = " + row +
+           ".Unique_timestamp, latest_rowid = " + row + ".rowid WHERE " + same_pair(row) +
+           " AND (Unique_timestamp < " + row + ".Unique_timestamp OR (Unique_timestamp = " + row +
+           ".Unique_timestamp AND latest_rowid > " + row + ".rowid)); INSERT INTO " + state +
+           " SELECT " + row + ".Provider, " + row + ".Hostname, " + row + ".OptionID, " + row +
+           ".Unique_timestamp, " + row + ".rowid WHERE NOT EXISTS (SELECT 1 FROM " + state +
+           " WHERE " + same_pair(row) + ");";
+}
+
+// After the row `row` left its pair: when it was the latest, the next one
+// takes its place through the latest-row index; a pair with no row left
+// leaves the state.
+std::string replace_if_latest(std::string const& row) {
+    std::string const state = state_table_name();
+    return "DELETE FROM " + state + " WHERE " + same_pair(row) + " AND latest_rowid = " + row +
+           ".rowid; INSERT INTO " + state +
+           " SELECT Provider, Hostname, OptionID, Unique_timestamp, rowid FROM " + table_name +
+           " WHERE " + same_pair(row) + " AND NOT EXISTS (SELECT 1 FROM " + state + " WHERE " +
+           same_pair(row) + ") ORDER BY Unique_timestamp DESC, rowid LIMIT 1;";
+}
+
+}  // namespace
+
+std::vector<std::string> sqlite_state_schema() {
+    std::string const state = state_table_name();
+    return {
+        "CREATE TABLE IF NOT EXISTS " + state +
+            "(Provider TEXT, Hostname TEXT, OptionID TEXT, Unique_timestamp INTEGER, "
+            "latest_rowid INTEGER)",
+        "CREATE UNIQUE INDEX IF NOT EXISTS " + state + "_pair ON " + state +
+            "(Provider, Hostname, OptionID)",
+        "CREATE TRIGGER IF NOT EXISTS " + state + "_insert AFTER INSERT ON " + table_name +
+            " BEGIN " + take_if_newer("NEW") + " END",
+        "CREATE TRIGGER IF NOT EXISTS " + state + "_delete AFTER DELETE ON " + table_name +
+            " BEGIN " + replace_if_latest("OLD") + " END",
+        // Only the columns the state depends on; the row leaves its old pair
+        // first, then counts in its new one.
+        "CREATE TRIGGER IF NOT EXISTS " + state +
+            "_update AFTER UPDATE OF rowid, Provider, Hostname, OptionID, Unique_timestamp ON " +
+            table_name + " BEGIN " + replace_if_latest("OLD") + " " + take_if_newer("NEW") + " END",
+    };
+}
+
+std::string sqlite_state_fill() {
+    // SQLite takes the bare rowid from the row holding the maximum, the first
+    // such row in the latest-row index's order, as the composed query does.
+    return "INSERT INTO " + state_table_name() +
+           " SELECT Provider, Hostname, OptionID, MAX(Unique_timestamp), rowid FROM " + table_name +
+           " GROUP BY Provider, Hostname, OptionID";
+}
+
+std::string sqlite_unique_latest_index_query() {
+    return "SELECT count(*) FROM pragma_index_list('" + table_name + "') WHERE name = '" +
+           latest_row_index_name() + "' AND \"unique\" = 1";
+}
+
+std::string create_sqlite_skip_retried_trigger() {
+    return "CREATE TRIGGER IF NOT EXISTS " + table_name + "_skip_retried BEFORE INSERT ON " +
+           table_name + " WHEN EXISTS (SELECT 1 FROM " + table_name +
+           " WHERE Provider = NEW.Provider AND Hostname = NEW.Hostname AND OptionID = "
+           "NEW.OptionID AND Unique_timestamp = NEW.Unique_timestamp) BEGIN SELECT "
+           "RAISE(IGNORE); END";
+}
+
+std::string drop_sqlite_skip_retried_trigger() {
+    return "DROP TRIGGER IF EXISTS " + table_name + "_skip_retried";
+}
+
+}  // namespace vexa::datastore::common
