@@ -35,16 +35,20 @@ OdbcExtension::~OdbcExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);
     if (batch_.is_running() && connection_ != nullptr) {
         // A batch still open when the instance closes is committed.
-        SQLEndTran(SQL_HANDLE_DBC, connection_->get(), SQL_COMMIT);
+        try {
+            SQLEndTran(SQL_HANDLE_DBC, recovering([&] { return connection().get(); }), SQL_COMMIT);
+        } catch (...) {
+        }
     }
-    insert_statement_.reset();
+    inserter_.reset();
     connection_.reset();
 }
 
 int OdbcExtension::open_instance(std::string const& source_parameters) {
     std::lock_guard<std::mutex> const lock(mutex_);
     opened_ = false;
-    insert_statement_.reset();
+    pending_.clear();
+    inserter_.reset();
     connection_.reset();
     try {
         try {
@@ -64,11 +68,11 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
         opened_ = true;
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
-        insert_statement_.reset();
+        inserter_.reset();
         connection_.reset();
         log_warning("odbc " + source_.display() + ": " + error.what());
     } catch (...) {
-        insert_statement_.reset();
+        inserter_.reset();
         connection_.reset();
     }
     return OPERATION_UNSUCCESSFULL;
@@ -94,7 +98,7 @@ void OdbcExtension::connect() {
             first_text(connection->get(), presence_query) != all_present) {
             run_in_transaction(connection->get(), schema_statements(dbms));
         }
-        insert_statement_ = prepare_insert(connection->get());
+        inserter_ = std::make_unique<Inserter>(connection->get());
     }
     grouping_refused_ = !accepts_grouped_latest_rows(dbms);
     hosts_query = grouping_refused_ ? latest_hosts_query() : common::composed_hosts_query();
@@ -109,17 +113,21 @@ Connection& OdbcExtension::connection() {
         try {
             connect();
         } catch (OdbcError const& error) {
-            insert_statement_.reset();
+            inserter_.reset();
             log_warning("odbc " + source_.display() + ": reconnecting: " + error.what());
             if (attempt == reconnect_attempts) {
                 throw;
             }
         }
     }
+    if (!pending_.empty()) {
+        inserter_->store(pending_);
+    }
     return *connection_;
 }
 
 void OdbcExtension::after_failure(std::exception const& error) {
+    pending_.clear();
     if (batch_.is_running()) {
         batch_.roll_back(connection_ == nullptr ? SQL_NULL_HDBC : connection_->get(), instance_name,
                          error.what());
@@ -128,7 +136,7 @@ void OdbcExtension::after_failure(std::exception const& error) {
     bool const lost = odbc_error != nullptr && odbc_error->connection_lost();
     if (connection_ != nullptr && (lost || connection_->dead())) {
         log_warning("odbc " + source_.display() + ": connection lost: " + error.what());
-        insert_statement_.reset();
+        inserter_.reset();
         connection_.reset();
     }
 }
@@ -173,8 +181,10 @@ bool OdbcExtension::insert(provider::header const& header, std::string const& op
         return false;  // a failed batch takes nothing more
     }
     return recovering([&] {
-        connection();
-        execute_insert(insert_statement_.get(), header, option_id, stdout_text, stderr_text);
+        pending_.add(header, option_id, stdout_text, stderr_text);
+        if (!batch_.is_running() || pending_.size() == rows_per_statement) {
+            connection();  // stores the waiting runs
+        }
         return true;
     });
 }
