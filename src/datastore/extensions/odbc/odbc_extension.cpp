@@ -29,6 +29,15 @@ void log_warning(std::string const& text) noexcept {
     }
 }
 
+// The cheapest way of reading rows that the connection's driver allows.
+RowReader::Fetching fetching_of(Connection const& link) {
+    if (!link.reads_bound_columns()) {
+        return RowReader::Fetching::cell_by_cell;
+    }
+    return link.reads_cells_of_blocks() ? RowReader::Fetching::bound_blocks
+                                        : RowReader::Fetching::bound_rows;
+}
+
 }  // namespace
 
 OdbcExtension::~OdbcExtension() {
@@ -164,7 +173,7 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
         check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
                             static_cast<SQLINTEGER>(query.size())),
               SQL_HANDLE_STMT, statement.get(), "SQLExecDirect");
-        RowReader reader(statement.get(), fields, link.reads_bound_columns());
+        RowReader reader(statement.get(), fields, fetching_of(link));
         Row row;
         while (reader.read(row)) {
             out.push_back(std::move(row));
