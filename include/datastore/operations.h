@@ -36,9 +36,6 @@ inline constexpr unsigned short OP_QUERY_TABLE = 768;
 // back and the rollback logged at level 4 with the instance name; the later
 // OP_INSERTs of that batch then answer 1 without writing, and its
 // OP_COMMIT_BATCH answers 1 and ends it.
-// A plug-in may hold the rows of a batch back and send many together, at
-// the latest before a read or the commit: a row that fails then makes a later
-// OP_INSERT of the batch, or its OP_COMMIT_BATCH, answer 1.
 inline constexpr unsigned short OP_BEGIN_BATCH = 769;
 // in, out: unused. Commits the open batch; 0 also when no batch is open.
 inline constexpr unsigned short OP_COMMIT_BATCH = 770;
