@@ -43,7 +43,9 @@ RowReader::Fetching fetching_of(Connection const& link) {
 OdbcExtension::~OdbcExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);
     if (batch_.is_running() && connection_ != nullptr) {
-        // A batch still open when the instance closes is committed.
+        // A batch still open when the instance closes is committed, its
+        // waiting rows sent first; when they fail, it is rolled back and
+        // logged instead.
         try {
             SQLEndTran(SQL_HANDLE_DBC, recovering([&] { return connection().get(); }), SQL_COMMIT);
         } catch (...) {
