@@ -1,5 +1,6 @@
 // The SQL texts the plug-ins make from the table of record columns and from
 // their shared pieces come out exactly as the plug-ins have always run them.
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "dialect.h"
+#include "multi_row_insert.h"
 #include "schema.h"
 #include "statements.h"
 
@@ -41,6 +43,25 @@ TEST(InsertQuery, ListsTheStoredColumnsWithPlainMarkers) {
               "Exit_status, Timestamp, Duration, Encoding, STDOUT, STDERR, OptionID, version, "
               "Username, Unique_timestamp) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) ON "
               "CONFLICT DO NOTHING");
+}
+
+TEST(MultiRowInsert, RepeatsTheValuesListOfThePlainInsert) {
+    std::string const one = common::insert_query(common::Markers::plain);
+    std::string const values = "(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
+    EXPECT_EQ(odbc::multi_row_insert(one, 1), one);
+    EXPECT_EQ(odbc::multi_row_insert(one, 3), one + ", " + values + ", " + values);
+}
+
+TEST(MultiRowInsert, KeepsWhatComesBeforeAndAfterTheValuesList) {
+    EXPECT_EQ(odbc::multi_row_insert("INSERT INTO t(a, b) VALUES(?, ?) ON CONFLICT DO NOTHING", 2),
+              "INSERT INTO t(a, b) VALUES(?, ?), (?, ?) ON CONFLICT DO NOTHING");
+    EXPECT_EQ(odbc::multi_row_insert("INSERT OR IGNORE INTO t(a) VALUES(?)", 3),
+              "INSERT OR IGNORE INTO t(a) VALUES(?), (?), (?)");
+}
+
+TEST(MultiRowInsert, RefusesATextWithoutAValuesListAndNoRows) {
+    EXPECT_THROW(odbc::multi_row_insert("DELETE FROM t", 2), std::invalid_argument);
+    EXPECT_THROW(odbc::multi_row_insert("INSERT INTO t(a) VALUES(?)", 0), std::invalid_argument);
 }
 
 TEST(ComposedHostsQuery, GroupsTheUnameRowsByHost) {

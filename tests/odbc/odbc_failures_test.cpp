@@ -4,7 +4,9 @@
 #include <sql.h>
 #include <sqlext.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -174,6 +176,47 @@ TEST_F(OdbcFailures, AnInstanceAnswersAgainAfterItsServerRestarts) {
     EXPECT_EQ(rows[0].Hostname, "remote");
     EXPECT_EQ(rows[0].datastore_source, "restarting");
     EXPECT_EQ(vexa::test::insert_run("restarting", provider_run("p", "remote", 3)), 0);
+}
+
+// The server ends the session while the plug-in is part way through the
+// rows of a read, between two fetches: that read fails, saying why, and the
+// next one connects again.
+TEST_F(OdbcFailures, AConnectionEndedInTheMiddleOfAReadFailsThatReadOnly) {
+    std::string const db = vexa::test::fresh_database();
+    open_odbc("pg", vexa::test::pg_source(db));
+    ASSERT_EQ(vexa::test::insert_run("pg", provider_run("p", "h", 1)), 0);
+    // 20,000 rows that the server computes as they are fetched, pausing at
+    // the 15,000th until the session is ended.
+    std::string const query =
+        "SELECT v.*, CASE WHEN g = 15000 THEN pg_sleep(60) END AS pause "
+        "FROM vexa_1 v CROSS JOIN generate_series(1, 20000) g";
+    std::thread ender([&db] {
+        for (int attempt = 0; attempt < 600; ++attempt) {
+            if (vexa::test::psql(db,
+                                 "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
+                                 "WHERE wait_event = 'PgSleep' AND datname = '" +
+                                     db + "';") == "t\n") {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+    });
+    std::vector<Row> rows;
+    int result = 0;
+    std::string log;
+    {
+        vexa::test::ScopedLogLevel const level(4);
+        StderrCapture capture;
+        result = vexa::test::select_query("pg", query, rows);
+        log = capture.text();
+    }
+    ender.join();
+    EXPECT_EQ(result, 1);
+    EXPECT_NE(log.find(": connection lost: SQLFetch: ["), std::string::npos) << log;
+    rows.clear();
+    ASSERT_EQ(vexa::test::select_query("pg", "SELECT * FROM vexa_1", rows), 0);
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].Provider, "p");
 }
 
 }  // namespace

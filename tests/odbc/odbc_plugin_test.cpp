@@ -191,6 +191,42 @@ TEST_P(OdbcRoundTrip, TextsAroundTheReadBufferSizeComeBackExactly) {
     }
 }
 
+// Rows are fetched many at a time where the driver allows: long texts and
+// NULLs anywhere in a result of several fetches come back in their own rows.
+TEST_P(OdbcRoundTrip, LongTextsAndNullsAnywhereInAResultOfManyFetchesComeBackExactly) {
+    open_store();
+    constexpr int count = 700;
+    auto stdout_of = [](int i) {
+        return std::string(i % 7 == 3 ? 5000 + i : i % 50, static_cast<char>('a' + i % 26));
+    };
+    auto stderr_of = [](int i) { return std::string(i % 11 == 0 ? 4096 : 4095, 'e'); };
+    ASSERT_EQ(vexa::test::control("rt", vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+    for (int i = 0; i < count; ++i) {
+        InsertRequest run = provider_run("p", "h", i);
+        run.stdout_text = stdout_of(i);
+        run.stderr_text = stderr_of(i);
+        ASSERT_EQ(insert_run("rt", run), kOk);
+    }
+    ASSERT_EQ(vexa::test::control("rt", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+    std::vector<Row> rows;
+    ASSERT_EQ(select_query("rt",
+                           "SELECT rowid, CASE WHEN rowid % 13 = 0 THEN NULL ELSE STDOUT END "
+                           "AS STDOUT, STDERR, CASE WHEN rowid % 5 = 0 THEN NULL ELSE "
+                           "Unique_timestamp END AS Unique_timestamp FROM vexa_1 ORDER BY rowid",
+                           rows),
+              kOk);
+    ASSERT_EQ(rows.size(), static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+        Row const& row = rows[static_cast<std::size_t>(i)];
+        ASSERT_EQ(row.rowid, i + 1);
+        EXPECT_EQ(row.STDOUT, row.rowid % 13 == 0 ? "" : stdout_of(i)) << "row " << i;
+        EXPECT_EQ(row.STDERR, stderr_of(i)) << "row " << i;
+        EXPECT_EQ(row.Unique_timestamp,
+                  row.rowid % 5 == 0 ? 0 : provider_run("p", "h", i).header.Unique_timestamp)
+            << "row " << i;
+    }
+}
+
 TEST_P(OdbcRoundTrip, ColumnsMapCaseInsensitivelyAndUnknownOnesAreSkipped) {
     open_store();
     ASSERT_EQ(insert_run("rt", provider_run("p", "h", 7)), kOk);

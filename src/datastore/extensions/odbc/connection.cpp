@@ -54,11 +54,19 @@ bool Connection::dead() const {
     return SQL_SUCCEEDED(rc) && dead == SQL_CD_TRUE;
 }
 
-bool Connection::reads_bound_columns() const {
+namespace {
+
+bool reads_data(SQLHDBC dbc, SQLUINTEGER extension) {
     SQLUINTEGER extensions = 0;
     SQLRETURN const rc =
-        SQLGetInfo(dbc_, SQL_GETDATA_EXTENSIONS, &extensions, sizeof extensions, nullptr);
-    return SQL_SUCCEEDED(rc) && (extensions & SQL_GD_BOUND) != 0;
+        SQLGetInfo(dbc, SQL_GETDATA_EXTENSIONS, &extensions, sizeof extensions, nullptr);
+    return SQL_SUCCEEDED(rc) && (extensions & extension) != 0;
 }
+
+}  // namespace
+
+bool Connection::reads_bound_columns() const { return reads_data(dbc_, SQL_GD_BOUND); }
+
+bool Connection::reads_cells_of_blocks() const { return reads_data(dbc_, SQL_GD_BLOCK); }
 
 }  // namespace vexa::datastore::odbc_plugin

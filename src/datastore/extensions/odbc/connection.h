@@ -28,6 +28,9 @@ class Connection {
     // Whether SQLGetData also reads a bound column (SQL_GD_BOUND), which
     // lets a text longer than its bound buffer be read whole.
     bool reads_bound_columns() const;
+    // Whether SQLGetData also reads a cell of any row of a block that one
+    // fetch brought (SQL_GD_BLOCK), after SQLSetPos put the cursor there.
+    bool reads_cells_of_blocks() const;
 
   private:
     SQLHDBC dbc_ = SQL_NULL_HDBC;

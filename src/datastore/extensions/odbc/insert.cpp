@@ -1,10 +1,10 @@
 #include "insert.h"
 
-#include <cstdint>
-#include <vector>
+#include <algorithm>
 
 #include <datastore/columns.h>
 
+#include "multi_row_insert.h"
 #include "node_names.h"
 #include "statements.h"
 #include "stored_record.h"
@@ -13,14 +13,30 @@ namespace vexa::datastore::odbc_plugin {
 
 namespace {
 
-// Binds the values of one execution, by their types, as the next parameter;
-// the values and their length indicators stay alive until it ends.
+constexpr std::size_t parameters_per_row = record_columns.size() - first_stored_column;
+
+// Binds the values of runs, by their types, as the next parameters of one
+// execution; the runs and the length indicators stay alive until it ends.
 class Binder {
   public:
-    explicit Binder(SQLHSTMT statement) : statement_(statement) {}
+    Binder(SQLHSTMT statement, std::size_t rows) : statement_(statement) {
+        lengths_.reserve(rows * parameters_per_row);  // never moves once bound
+    }
+
+    template <typename Run>
+    void bind_run(Run const& run) {
+        run_node_names_ = &run.node_names;
+        run_encoding_ = &run.encoding;
+        InsertRequest const& request = run.request;
+        common::StoredRecord const record(request.header, request.option_id, request.stdout_text,
+                                          request.stderr_text);
+        for (std::size_t i = first_stored_column; i < record_columns.size(); ++i) {
+            visit_member(record, record_columns[i].member, *this);
+        }
+    }
 
     void operator()(std::string const& value) {
-        SQLLEN& length = lengths_[next_] = static_cast<SQLLEN>(value.size());
+        SQLLEN& length = lengths_.emplace_back(static_cast<SQLLEN>(value.size()));
         bind(SQL_C_CHAR, SQL_LONGVARCHAR, value.empty() ? 1 : value.size(),
              const_cast<char*>(value.data()), &length);
     }
@@ -33,14 +49,8 @@ class Binder {
     void operator()(double const& value) {
         bind(SQL_C_DOUBLE, SQL_DOUBLE, 0, const_cast<double*>(&value), nullptr);
     }
-    void operator()(provider::encoding const& value) {
-        encoding_ = value;
-        (*this)(encoding_);
-    }
-    void operator()(std::vector<std::string> const& names) {
-        node_names_ = common::join_node_names(names);
-        (*this)(node_names_);
-    }
+    void operator()(provider::encoding const&) { (*this)(*run_encoding_); }
+    void operator()(std::vector<std::string> const&) { (*this)(*run_node_names_); }
 
   private:
     void bind(SQLSMALLINT c_type, SQLSMALLINT sql_type, SQLULEN size, SQLPOINTER value,
@@ -53,15 +63,13 @@ class Binder {
 
     SQLHSTMT statement_;
     SQLUSMALLINT next_ = 0;
-    SQLLEN lengths_[16] = {};
-    std::int32_t encoding_ = 0;
-    std::string node_names_;  // their stored form
+    std::vector<SQLLEN> lengths_;
+    std::string const* run_node_names_ = nullptr;
+    std::int32_t const* run_encoding_ = nullptr;
 };
 
-}  // namespace
-
-Statement prepare_insert(SQLHDBC dbc) {
-    std::string const sql = common::insert_query(common::Markers::plain);
+Statement prepared(SQLHDBC dbc, std::size_t rows) {
+    std::string const sql = multi_row_insert(common::insert_query(common::Markers::plain), rows);
     Statement statement = new_statement(dbc);
     check(SQLPrepare(statement.get(), reinterpret_cast<SQLCHAR*>(const_cast<char*>(sql.c_str())),
                      static_cast<SQLINTEGER>(sql.size())),
@@ -69,15 +77,40 @@ Statement prepare_insert(SQLHDBC dbc) {
     return statement;
 }
 
-void execute_insert(SQLHSTMT statement, provider::header const& header,
-                    std::string const& option_id, std::string const& stdout_text,
-                    std::string const& stderr_text) {
-    common::StoredRecord const record(header, option_id, stdout_text, stderr_text);
-    Binder bind(statement);
-    for (std::size_t i = first_stored_column; i < record_columns.size(); ++i) {
-        visit_member(record, record_columns[i].member, bind);
+}  // namespace
+
+void PendingRuns::add(provider::header const& header, std::string const& option_id,
+                      std::string const& stdout_text, std::string const& stderr_text) {
+    std::string node_names = common::join_node_names(header.node_names);
+    runs_.push_back(Run{InsertRequest{stdout_text, stderr_text, header, option_id},
+                        std::move(node_names), static_cast<std::int32_t>(header.Encoding)});
+}
+
+Inserter::Inserter(SQLHDBC dbc)
+    : dbc_(dbc), one_row_(prepared(dbc, 1)), full_(prepared(dbc, rows_per_statement)) {}
+
+void Inserter::store(PendingRuns& runs) {
+    auto const& all = runs.runs_;
+    try {
+        for (std::size_t first = 0; first < all.size(); first += rows_per_statement) {
+            std::size_t const rows = std::min(rows_per_statement, all.size() - first);
+            Statement made_for_it;
+            SQLHSTMT statement = rows == 1 ? one_row_.get() : full_.get();
+            if (rows != 1 && rows != rows_per_statement) {
+                made_for_it = prepared(dbc_, rows);
+                statement = made_for_it.get();
+            }
+            Binder binder(statement, rows);
+            for (std::size_t row = first; row < first + rows; ++row) {
+                binder.bind_run(all[row]);
+            }
+            check(SQLExecute(statement), SQL_HANDLE_STMT, statement, "SQLExecute");
+        }
+    } catch (...) {
+        runs.clear();
+        throw;
     }
-    check(SQLExecute(statement), SQL_HANDLE_STMT, statement, "SQLExecute");
+    runs.clear();
 }
 
 }  // namespace vexa::datastore::odbc_plugin

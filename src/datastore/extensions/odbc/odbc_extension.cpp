@@ -29,22 +29,37 @@ void log_warning(std::string const& text) noexcept {
     }
 }
 
+// The cheapest way of reading rows that the connection's driver allows.
+RowReader::Fetching fetching_of(Connection const& link) {
+    if (!link.reads_bound_columns()) {
+        return RowReader::Fetching::cell_by_cell;
+    }
+    return link.reads_cells_of_blocks() ? RowReader::Fetching::bound_blocks
+                                        : RowReader::Fetching::bound_rows;
+}
+
 }  // namespace
 
 OdbcExtension::~OdbcExtension() {
     std::lock_guard<std::mutex> const lock(mutex_);
     if (batch_.is_running() && connection_ != nullptr) {
-        // A batch still open when the instance closes is committed.
-        SQLEndTran(SQL_HANDLE_DBC, connection_->get(), SQL_COMMIT);
+        // A batch still open when the instance closes is committed, its
+        // waiting rows sent first; when they fail, it is rolled back and
+        // logged instead.
+        try {
+            SQLEndTran(SQL_HANDLE_DBC, recovering([&] { return connection().get(); }), SQL_COMMIT);
+        } catch (...) {
+        }
     }
-    insert_statement_.reset();
+    inserter_.reset();
     connection_.reset();
 }
 
 int OdbcExtension::open_instance(std::string const& source_parameters) {
     std::lock_guard<std::mutex> const lock(mutex_);
     opened_ = false;
-    insert_statement_.reset();
+    pending_.clear();
+    inserter_.reset();
     connection_.reset();
     try {
         try {
@@ -74,11 +89,11 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
         opened_ = true;
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
-        insert_statement_.reset();
+        inserter_.reset();
         connection_.reset();
         log_warning("odbc " + source_.display() + ": " + error.what());
     } catch (...) {
-        insert_statement_.reset();
+        inserter_.reset();
         connection_.reset();
     }
     return OPERATION_UNSUCCESSFULL;
@@ -101,7 +116,7 @@ void OdbcExtension::connect() {
         }
     } else {
         create_schema(connection->get(), dbms, source_.display());
-        insert_statement_ = prepare_insert(connection->get());
+        inserter_ = std::make_unique<Inserter>(connection->get());
     }
     grouping_refused_ = !accepts_grouped_latest_rows(dbms);
     has_state_ = has_latest_state(connection->get(), dbms);
@@ -116,12 +131,15 @@ Connection& OdbcExtension::connection() {
         try {
             connect();
         } catch (OdbcError const& error) {
-            insert_statement_.reset();
+            inserter_.reset();
             log_warning("odbc " + source_.display() + ": reconnecting: " + error.what());
             if (attempt == reconnect_attempts) {
                 throw;
             }
         }
+    }
+    if (!pending_.empty()) {
+        inserter_->store(pending_);
     }
     return *connection_;
 }
@@ -131,6 +149,7 @@ ReadOnlyRead OdbcExtension::read_only_read() {
 }
 
 void OdbcExtension::after_failure(std::exception const& error) {
+    pending_.clear();
     if (batch_.is_running()) {
         batch_.roll_back(connection_ == nullptr ? SQL_NULL_HDBC : connection_->get(), instance_name,
                          error.what());
@@ -139,7 +158,7 @@ void OdbcExtension::after_failure(std::exception const& error) {
     bool const lost = odbc_error != nullptr && odbc_error->connection_lost();
     if (connection_ != nullptr && (lost || connection_->dead())) {
         log_warning("odbc " + source_.display() + ": connection lost: " + error.what());
-        insert_statement_.reset();
+        inserter_.reset();
         connection_.reset();
     }
 }
@@ -168,7 +187,7 @@ bool OdbcExtension::select(std::string query, std::vector<Row>& out,
         check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(query.data()),
                             static_cast<SQLINTEGER>(query.size())),
               SQL_HANDLE_STMT, statement.get(), "SQLExecDirect");
-        RowReader reader(statement.get(), fields, link.reads_bound_columns());
+        RowReader reader(statement.get(), fields, fetching_of(link));
         Row row;
         while (reader.read(row)) {
             out.push_back(std::move(row));
@@ -189,8 +208,10 @@ bool OdbcExtension::insert(provider::header const& header, std::string const& op
         return false;  // a failed batch takes nothing more
     }
     return recovering([&] {
-        connection();
-        execute_insert(insert_statement_.get(), header, option_id, stdout_text, stderr_text);
+        pending_.add(header, option_id, stdout_text, stderr_text);
+        if (!batch_.is_running() || pending_.size() == rows_per_statement) {
+            connection();  // stores the waiting runs
+        }
         return true;
     });
 }

@@ -16,6 +16,7 @@
 #include "batch.h"
 #include "connection.h"
 #include "dialect.h"
+#include "insert.h"
 #include "odbc_calls.h"
 #include "plugin_extension.h"
 #include "read_only_read.h"
@@ -47,7 +48,9 @@ class OdbcExtension : public common::PluginExtension {
                 std::map<std::string, int> const& fields) override;
     // Appends one row with bound values; the database numbers it. False on
     // a read-only instance, which is never written. Throws on a node name
-    // holding a comma, which the stored list could not tell apart.
+    // holding a comma, which the stored list could not tell apart. Inside a
+    // batch the row may wait for the next ones and be sent with them, so a
+    // failure of the row may be reported by a later call of the batch.
     bool insert(provider::header const& header, std::string const& option_id,
                 std::string const& stdout_text, std::string const& stderr_text) override;
 
@@ -66,13 +69,14 @@ class OdbcExtension : public common::PluginExtension {
     bool has_state() const;
     // Connects, creates the schema when writable and prepares the insert.
     void connect();
-    // The open connection, made again first when it was lost.
+    // The open connection, made again first when it was lost, with the
+    // waiting runs stored on it, so that whatever runs next sees them.
     Connection& connection();
     // A scope in which the open connection cannot write.
     ReadOnlyRead read_only_read();
-    // After a failed call: rolls an open batch back (a failed statement
-    // ends PostgreSQL's transaction anyway), and forgets a lost connection
-    // (logging why) so that a later call makes it again.
+    // After a failed call: drops the waiting runs, rolls an open batch back
+    // (a failed statement ends PostgreSQL's transaction anyway), and forgets
+    // a lost connection (logging why) so that a later call makes it again.
     void after_failure(std::exception const& error);
     // Runs `body`; when it throws, after_failure() comes first, then the
     // failure goes on.
@@ -97,7 +101,10 @@ class OdbcExtension : public common::PluginExtension {
     bool opened_ = false;
     Environment environment_;
     std::unique_ptr<Connection> connection_;
-    Statement insert_statement_;  // prepared once per connection when writable
+    std::unique_ptr<Inserter> inserter_;  // made with the connection when writable
+    // Runs of the batch not yet sent: a batch sends them rows_per_statement
+    // at a time, and before anything else uses the connection.
+    PendingRuns pending_;
     std::string dbms_name_;
     Dbms dbms_ = Dbms::other;
     std::string dbms_version_;

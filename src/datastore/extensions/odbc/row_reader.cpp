@@ -1,5 +1,8 @@
 #include "row_reader.h"
 
+#include <cstdint>
+#include <cstring>
+
 #include <datastore/columns.h>
 
 #include "node_names.h"
@@ -12,7 +15,7 @@ namespace {
 // Holds most cells whole, so that only long provider output takes more
 // calls. The drivers copy what a cell holds, not the whole buffer, so its
 // size costs memory only.
-constexpr std::size_t text_buffer_size = 4096;
+constexpr SQLLEN text_buffer_size = 4096;
 
 // The C type a member is read as, by the member's own type.
 struct CTypeOf {
@@ -29,6 +32,23 @@ SQLSMALLINT c_type_of(int member) {
     return visit_member(row, static_cast<RowMember>(member), CTypeOf{});
 }
 
+SQLLEN width_of(SQLSMALLINT c_type) {
+    switch (c_type) {
+        case SQL_C_SBIGINT:
+            return sizeof(std::int64_t);
+        case SQL_C_DOUBLE:
+            return sizeof(double);
+        case SQL_C_CHAR:
+            return text_buffer_size;
+        default:
+            return sizeof(std::int32_t);
+    }
+}
+
+void set_attribute(SQLHSTMT statement, SQLINTEGER attribute, SQLPOINTER value, char const* what) {
+    check(SQLSetStmtAttr(statement, attribute, value, 0), SQL_HANDLE_STMT, statement, what);
+}
+
 }  // namespace
 
 // Reads one cell of the current result row into a Row member of its type.
@@ -36,11 +56,16 @@ struct RowReader::CellReader {
     RowReader& reader;
     Target& target;
 
-    void operator()(std::int32_t& value) const { value = reader.integer(target); }
-    void operator()(std::int64_t& value) const { value = reader.big_integer(target); }
-    void operator()(double& value) const { value = reader.real(target); }
+    template <typename Number>
+    void operator()(Number& value) const {
+        if (!reader.read_number(target, value)) {
+            value = 0;
+        }
+    }
     void operator()(provider::encoding& value) const {
-        value = static_cast<provider::encoding>(reader.integer(target));
+        std::int32_t number = 0;
+        reader.read_number(target, number);
+        value = static_cast<provider::encoding>(number);
     }
     void operator()(std::string& text) const { reader.read_text(target, text); }
     void operator()(std::vector<std::string>& names) const {
@@ -49,35 +74,10 @@ struct RowReader::CellReader {
     }
 };
 
-SQLPOINTER RowReader::Target::buffer() {
-    switch (c_type) {
-        case SQL_C_SBIGINT:
-            return &big_integer;
-        case SQL_C_DOUBLE:
-            return &real;
-        case SQL_C_CHAR:
-            return text.data();
-        default:
-            return &integer;
-    }
-}
-
-SQLLEN RowReader::Target::buffer_size() const {
-    switch (c_type) {
-        case SQL_C_SBIGINT:
-            return sizeof big_integer;
-        case SQL_C_DOUBLE:
-            return sizeof real;
-        case SQL_C_CHAR:
-            return static_cast<SQLLEN>(text.size());
-        default:
-            return sizeof integer;
-    }
-}
-
 RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields,
-                     bool bind_columns)
-    : statement_(statement), bound_(bind_columns) {
+                     Fetching fetching)
+    : statement_(statement), fetching_(fetching) {
+    SQLULEN const rows = fetching == Fetching::bound_blocks ? rows_per_fetch : 1;
     SQLSMALLINT columns = 0;
     check(SQLNumResultCols(statement, &columns), SQL_HANDLE_STMT, statement, "SQLNumResultCols");
     for (SQLUSMALLINT column = 1; column <= columns; ++column) {
@@ -88,63 +88,84 @@ RowReader::RowReader(SQLHSTMT statement, std::map<std::string, int> const& field
             SQL_HANDLE_STMT, statement, "SQLColAttribute");
         int const member = common::row_member_of(name, fields);
         if (member >= 0) {
-            Target target{column, member, c_type_of(member), 0, 0, 0, {}, 0};
-            if (target.c_type == SQL_C_CHAR) {
-                target.text.resize(text_buffer_size);
-            }
-            targets_.push_back(std::move(target));
+            SQLSMALLINT const c_type = c_type_of(member);
+            SQLLEN const width = width_of(c_type);
+            targets_.push_back(Target{column, member, c_type, width,
+                                      std::vector<char>(static_cast<std::size_t>(width) * rows),
+                                      std::vector<SQLLEN>(rows)});
         }
     }
-    if (!bound_) {
+    if (fetching == Fetching::cell_by_cell) {
         return;
+    }
+    if (fetching == Fetching::bound_blocks) {
+        row_status_.resize(rows);
+        set_attribute(statement, SQL_ATTR_ROW_ARRAY_SIZE, reinterpret_cast<SQLPOINTER>(rows),
+                      "SQL_ATTR_ROW_ARRAY_SIZE");
+        set_attribute(statement, SQL_ATTR_ROWS_FETCHED_PTR, &fetched_, "SQL_ATTR_ROWS_FETCHED_PTR");
+        set_attribute(statement, SQL_ATTR_ROW_STATUS_PTR, row_status_.data(),
+                      "SQL_ATTR_ROW_STATUS_PTR");
     }
     // Bound only now that targets_ no longer moves.
     for (Target& target : targets_) {
-        check(SQLBindCol(statement, target.column, target.c_type, target.buffer(),
-                         target.buffer_size(), &target.indicator),
+        check(SQLBindCol(statement, target.column, target.c_type, target.cells.data(), target.width,
+                         target.indicators.data()),
               SQL_HANDLE_STMT, statement, "SQLBindCol");
     }
 }
 
-bool RowReader::has_number(Target& target) {
-    if (!bound_) {
-        check(SQLGetData(statement_, target.column, target.c_type, target.buffer(),
-                         target.buffer_size(), &target.indicator),
+template <typename Number>
+bool RowReader::read_number(Target& target, Number& value) {
+    if (fetching_ == Fetching::cell_by_cell) {
+        check(SQLGetData(statement_, target.column, target.c_type, target.cell(0), target.width,
+                         &target.indicators[0]),
               SQL_HANDLE_STMT, statement_, "SQLGetData");
     }
-    return target.indicator != SQL_NULL_DATA;
+    if (target.indicators[current_] == SQL_NULL_DATA) {
+        return false;
+    }
+    std::memcpy(&value, target.cell(current_), sizeof value);
+    return true;
 }
 
 void RowReader::read_text(Target& target, std::string& text) {
-    if (!bound_) {
+    if (fetching_ == Fetching::cell_by_cell) {
         read_whole_text(target, text);
         return;
     }
-    if (target.indicator == SQL_NULL_DATA) {
+    SQLLEN const indicator = target.indicators[current_];
+    if (indicator == SQL_NULL_DATA) {
         text.clear();
-    } else if (target.indicator != SQL_NO_TOTAL &&
-               static_cast<std::size_t>(target.indicator) < target.text.size()) {
-        text.assign(target.text.data(), static_cast<std::size_t>(target.indicator));
-    } else {
-        read_whole_text(target, text);  // cut to the buffer: SQLGetData starts it again
+        return;
     }
+    if (indicator != SQL_NO_TOTAL && indicator < target.width) {
+        text.assign(target.cell(current_), static_cast<std::size_t>(indicator));
+        return;
+    }
+    // Cut to the buffer: SQLGetData starts it again, on the cell's own row.
+    if (fetching_ == Fetching::bound_blocks) {
+        check(SQLSetPos(statement_, current_ + 1, SQL_POSITION, SQL_LOCK_NO_CHANGE),
+              SQL_HANDLE_STMT, statement_, "SQLSetPos");
+    }
+    read_whole_text(target, text);
 }
 
 void RowReader::read_whole_text(Target& target, std::string& text) {
     text.clear();
-    std::string& chunk = target.text;
+    // The current row's cell is read already, so it serves as the first part.
+    char* const chunk = target.cell(current_);
     SQLLEN indicator = 0;
-    SQLRETURN rc = SQLGetData(statement_, target.column, SQL_C_CHAR, chunk.data(),
-                              static_cast<SQLLEN>(chunk.size()), &indicator);
+    SQLRETURN rc =
+        SQLGetData(statement_, target.column, SQL_C_CHAR, chunk, target.width, &indicator);
     if (rc == SQL_NO_DATA || indicator == SQL_NULL_DATA) {
         return;
     }
     check(rc, SQL_HANDLE_STMT, statement_, "SQLGetData");
     // Every part arrives with a terminating NUL; a cut part (01004) fills
     // the buffer but for that byte.
-    std::size_t const room = chunk.size() - 1;
+    std::size_t const room = static_cast<std::size_t>(target.width) - 1;
     if (indicator != SQL_NO_TOTAL && static_cast<std::size_t>(indicator) <= room) {
-        text.assign(chunk.data(), static_cast<std::size_t>(indicator));
+        text.assign(chunk, static_cast<std::size_t>(indicator));
         return;
     }
     // A long cell: the rest goes straight into the text, in one more call
@@ -152,7 +173,7 @@ void RowReader::read_whole_text(Target& target, std::string& text) {
     if (indicator != SQL_NO_TOTAL) {
         text.reserve(static_cast<std::size_t>(indicator) + 1);
     }
-    text.assign(chunk.data(), room);
+    text.assign(chunk, room);
     std::size_t want =
         indicator == SQL_NO_TOTAL ? room : static_cast<std::size_t>(indicator) - room;
     for (;;) {
@@ -175,11 +196,26 @@ void RowReader::read_whole_text(Target& target, std::string& text) {
 }
 
 bool RowReader::read(Row& row) {
-    SQLRETURN const rc = SQLFetch(statement_);
-    if (rc == SQL_NO_DATA) {
-        return false;
+    if (next_ == fetched_) {
+        SQLRETURN const rc = SQLFetch(statement_);
+        if (rc == SQL_NO_DATA) {
+            return false;
+        }
+        check(rc, SQL_HANDLE_STMT, statement_, "SQLFetch");
+        if (fetching_ != Fetching::bound_blocks) {
+            fetched_ = 1;
+        }
+        next_ = 0;
+        if (fetched_ == 0) {
+            return false;
+        }
     }
-    check(rc, SQL_HANDLE_STMT, statement_, "SQLFetch");
+    current_ = next_++;
+    if (!row_status_.empty() && row_status_[current_] == SQL_ROW_ERROR) {
+        throw OdbcError("SQLFetch: the driver could not fetch row " + std::to_string(current_ + 1) +
+                            " of a block",
+                        false);
+    }
     for (Target& target : targets_) {
         visit_member(row, static_cast<RowMember>(target.member), CellReader{*this, target});
     }

@@ -2,7 +2,6 @@
 #ifndef VEXA_ODBC_PLUGIN_ROW_READER_H_
 #define VEXA_ODBC_PLUGIN_ROW_READER_H_
 
-#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
@@ -15,58 +14,70 @@ namespace vexa::datastore::odbc_plugin {
 
 class RowReader {
   public:
+    // How cells come from the driver, the cheapest first where it allows.
+    enum class Fetching {
+        // Every cell read with SQLGetData.
+        cell_by_cell,
+        // Columns bound to buffers that SQLFetch fills, one row a fetch; a
+        // text longer than its buffer is read again whole with SQLGetData
+        // (the driver reads bound columns again: SQL_GD_BOUND). About a
+        // third cheaper than a call per cell.
+        bound_rows,
+        // As bound_rows, rows_per_fetch rows a fetch (a block cursor); a
+        // long text is read again after SQLSetPos puts the cursor on its row
+        // (the driver reads cells of a block: SQL_GD_BLOCK).
+        bound_blocks,
+    };
+    // The rows one fetch brings with bound_blocks.
+    static constexpr SQLULEN rows_per_fetch = 256;
+
     // Works out once which result column of `statement` lands in which Row
     // member: a column whose name equals a key of `fields` ASCII
     // case-insensitively (PostgreSQL folds names to lower case) goes to the
     // member whose index the key maps to (the numbering of
     // column_index_map). Columns matching no key, such as "max", are skipped.
-    //
-    // With `bind_columns` (the driver reads bound columns again, SQL_GD_BOUND)
-    // every such column is bound to a buffer that SQLFetch fills, which is
-    // about a third cheaper than a call per cell; a text longer than its
-    // buffer is then read whole with SQLGetData. Without, every cell is read
-    // with SQLGetData.
-    RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields, bool bind_columns);
+    // Throws OdbcError.
+    RowReader(SQLHSTMT statement, std::map<std::string, int> const& fields, Fetching fetching);
     RowReader(RowReader const&) = delete;  // the driver holds the buffers' addresses
     RowReader& operator=(RowReader const&) = delete;
 
-    // Fetches the next result row into `row`; false when there is none.
-    // 64-bit members are read as 64-bit, texts whole, NULL as "" or zero.
-    // Throws OdbcError.
+    // Moves to the next result row and reads it into `row`; false when there
+    // is none. 64-bit members are read as 64-bit, texts whole, NULL as "" or
+    // zero. Throws OdbcError, also for a row the driver could not fetch.
     bool read(Row& row);
 
   private:
     struct CellReader;
 
+    // The buffers of one result column: a cell of its C type per row of a
+    // block, and their length indicators.
     struct Target {
         SQLUSMALLINT column;
         int member;
         SQLSMALLINT c_type;  // SQL_C_CHAR for texts
-        // The buffer of the column: the one that its C type names.
-        std::int32_t integer;
-        std::int64_t big_integer;
-        double real;
-        std::string text;
-        SQLLEN indicator;
+        SQLLEN width;        // bytes of one cell
+        std::vector<char> cells;
+        std::vector<SQLLEN> indicators;
 
-        SQLPOINTER buffer();
-        SQLLEN buffer_size() const;
+        char* cell(SQLULEN row) { return cells.data() + row * static_cast<SQLULEN>(width); }
     };
 
-    // Whether `target`'s column of the current row holds a number, which is
-    // then in its buffer; false for NULL.
-    bool has_number(Target& target);
-    std::int32_t integer(Target& target) { return has_number(target) ? target.integer : 0; }
-    std::int64_t big_integer(Target& target) { return has_number(target) ? target.big_integer : 0; }
-    double real(Target& target) { return has_number(target) ? target.real : 0; }
-    // Reads the text of `target`'s column of the current row into `text`.
+    // Whether `target`'s cell of the current row holds a number, which is
+    // then copied into `value`; false for NULL.
+    template <typename Number>
+    bool read_number(Target& target, Number& value);
+    // Reads the text of `target`'s cell of the current row into `text`.
     void read_text(Target& target, std::string& text);
     // Reads the text with SQLGetData, in as many parts as it takes.
     void read_whole_text(Target& target, std::string& text);
 
     SQLHSTMT statement_;
-    bool bound_;
+    Fetching fetching_;
     std::vector<Target> targets_;
+    SQLULEN fetched_ = 0;  // rows of the current block (the driver sets it in blocks)
+    SQLULEN next_ = 0;     // the next row of the block to read
+    SQLULEN current_ = 0;  // the row of the block being read
+    std::vector<SQLUSMALLINT> row_status_;
     std::string node_names_;  // the joined names of the current row
 };
 
