@@ -1,7 +1,7 @@
 // odbc-bench: the ODBC plug-in on a throwaway PostgreSQL server, against
 // psql on the same server in the same run.
 //
-//   odbc-bench [--smoke] [--hosts N] [--repetitions N] [--insert-rows N]
+//   odbc-bench [--smoke] [--hosts N] [--repetitions N] [--insert-rows N] [--export-only]
 //
 // The workload is vexa-bench's (hosts x 50 providers x 10 runs; 2,000 hosts
 // make 1,000,000 rows), loaded with psql's \copy, whose rate is the ceiling
@@ -12,7 +12,8 @@
 // the read over that of the same rows built in memory. The read is also timed with plain ODBC calls
 // that fetch the same rows into bound buffers and keep nothing: what the driver alone costs, so
 // that the library's own share of the read shows. --smoke is 20 hosts (10,000 rows), 1 repetition,
-// 500 inserted rows.
+// 500 inserted rows. Last, the tool's `--format jsonl select` of every row from the server,
+// streamed, against the same export read whole (see tool_export.h): peak memory and time.
 #include <malloc.h>
 #include <sys/wait.h>
 
@@ -20,6 +21,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -33,6 +35,7 @@
 
 #include "plain_sqlite.h"
 #include "record_lines.h"
+#include "tool_export.h"
 #include "workload.h"
 
 namespace {
@@ -44,6 +47,7 @@ struct Options {
     WorkloadShape shape;
     int repetitions = 3;
     int insert_rows = 20'000;
+    bool export_only = false;
 };
 
 Options parse_options(int argc, char** argv) {
@@ -66,6 +70,8 @@ Options parse_options(int argc, char** argv) {
             options.repetitions = number();
         } else if (arg == "--insert-rows") {
             options.insert_rows = number();
+        } else if (arg == "--export-only") {
+            options.export_only = true;
         } else {
             throw std::invalid_argument("unknown option " + arg);
         }
@@ -261,6 +267,25 @@ int main(int argc, char** argv) try {
         in_list += (in_list.empty() ? "'" : ",'") + provider + "'";
     }
 
+    // The tool sits in bin/ beside this program's bench/; the server's
+    // data sources reach it through ODBCSYSINI.
+    std::string const tool =
+        (std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin" /
+         "vexa-datastore")
+            .string();
+    vexa::bench::ToolDatastore const filled{"bench_export", "libodbc.so", "odbc",
+                                            "DSN=vexa_pg;Database=bench|read_only=true"};
+    vexa::bench::ToolDatastore const empty =
+        vexa::bench::empty_sqlite_datastore(server.state() + "/export-empty.db");
+    std::vector<vexa::bench::Figure> const exports = vexa::bench::tool_export_figures(
+        tool, "postgresql", vexa::bench::write_group_document(server.state(), {filled}),
+        vexa::bench::write_group_document(server.state(), {filled, empty}), rows,
+        options.repetitions, server.state());
+    if (options.export_only) {
+        vexa::bench::print_table(std::cout, exports);
+        return 0;
+    }
+
     std::string const read_query = "SELECT * FROM vexa_1 WHERE Provider IN (" + in_list + ")";
     std::vector<double> library_reads;
     std::vector<double> driver_reads;
@@ -357,6 +382,8 @@ int main(int argc, char** argv) try {
           static_cast<double>(rows) / copy_in, "rows/s", "");
     print("peak memory of the read vs the rows alone", library_peak / 1024.0, own_peak / 1024.0,
           "MiB", "at most 1.15 x");
+    std::printf("\nthe tool's export, as a user runs it:\n");
+    vexa::bench::print_table(std::cout, exports);
     return 0;
 } catch (std::exception const& error) {
     std::cerr << "odbc-bench: " << error.what() << "\n";
