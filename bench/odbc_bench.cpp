@@ -250,6 +250,9 @@ int main(int argc, char** argv) try {
     Server const server;
     server.psql("postgres", "CREATE DATABASE bench");
     server.psql("postgres", "CREATE DATABASE bench_insert");
+    // Laid out first: that empties the registry.
+    vexa::bench::ToolDatastore const empty =
+        vexa::bench::empty_sqlite_datastore(server.state() + "/export-empty.db");
     open_instance("bench", "bench");  // creates the schema
 
     std::string const csv = server.state() + "/workload.csv";
@@ -275,8 +278,6 @@ int main(int argc, char** argv) try {
             .string();
     vexa::bench::ToolDatastore const filled{"bench_export", "libodbc.so", "odbc",
                                             "DSN=vexa_pg;Database=bench|read_only=true"};
-    vexa::bench::ToolDatastore const empty =
-        vexa::bench::empty_sqlite_datastore(server.state() + "/export-empty.db");
     std::vector<vexa::bench::Figure> const exports = vexa::bench::tool_export_figures(
         tool, "postgresql", vexa::bench::write_group_document(server.state(), {filled}),
         vexa::bench::write_group_document(server.state(), {filled, empty}), rows,
