@@ -1,7 +1,7 @@
 // odbc-bench: the ODBC plug-in on a throwaway PostgreSQL server, against
 // psql on the same server in the same run.
 //
-//   odbc-bench [--smoke] [--hosts N] [--repetitions N] [--insert-rows N]
+//   odbc-bench [--smoke] [--hosts N] [--repetitions N] [--insert-rows N] [--export-only]
 //   odbc-bench --state [--hosts N] [--runs N] [--repetitions N] [--insert-rows N]
 //
 // The workload is vexa-bench's (hosts x 50 providers x 10 runs; 2,000 hosts
@@ -14,7 +14,8 @@
 // that fetch the same rows into bound buffers and keep nothing: what the driver alone costs, so
 // that the library's own share of the read shows; adding the time of building the same rows in
 // memory gives the floor of any reader that returns them. --smoke is 20 hosts (10,000 rows), 1
-// repetition, 500 inserted rows.
+// repetition, 500 inserted rows. Last, the tool's `--format jsonl select` of every row from the
+// server, streamed, against the same export read whole (see tool_export.h): peak memory and time.
 //
 // --state times the latest-row state instead, on hosts x 10 providers (x 3
 // options) pairs: the latest rows of all providers with --runs runs of
@@ -28,6 +29,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <stdexcept>
@@ -41,6 +43,7 @@
 
 #include "plain_sqlite.h"
 #include "record_lines.h"
+#include "tool_export.h"
 #include "workload.h"
 
 namespace {
@@ -54,6 +57,7 @@ struct Options {
     int insert_rows = 20'000;
     bool state = false;
     int runs = 1000;
+    bool export_only = false;
 };
 
 Options parse_options(int argc, char** argv) {
@@ -83,6 +87,8 @@ Options parse_options(int argc, char** argv) {
             options.insert_rows = 5000;
         } else if (arg == "--runs") {
             options.runs = number();
+        } else if (arg == "--export-only") {
+            options.export_only = true;
         } else {
             throw std::invalid_argument("unknown option " + arg);
         }
@@ -411,6 +417,9 @@ int main(int argc, char** argv) try {
     }
     server.psql("postgres", "CREATE DATABASE bench");
     server.psql("postgres", "CREATE DATABASE bench_insert");
+    // Laid out first: that empties the registry.
+    vexa::bench::ToolDatastore const empty =
+        vexa::bench::empty_sqlite_datastore(server.state() + "/export-empty.db");
     open_instance("bench", "bench");  // creates the schema
 
     std::string const csv = server.state() + "/workload.csv";
@@ -426,6 +435,23 @@ int main(int argc, char** argv) try {
     std::string in_list;
     for (std::string const& provider : providers) {
         in_list += (in_list.empty() ? "'" : ",'") + provider + "'";
+    }
+
+    // The tool sits in bin/ beside this program's bench/; the server's
+    // data sources reach it through ODBCSYSINI.
+    std::string const tool =
+        (std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin" /
+         "vexa-datastore")
+            .string();
+    vexa::bench::ToolDatastore const filled{"bench_export", "libodbc.so", "odbc",
+                                            "DSN=vexa_pg;Database=bench|read_only=true"};
+    std::vector<vexa::bench::Figure> const exports = vexa::bench::tool_export_figures(
+        tool, "postgresql", vexa::bench::write_group_document(server.state(), {filled}),
+        vexa::bench::write_group_document(server.state(), {filled, empty}), rows,
+        options.repetitions, server.state());
+    if (options.export_only) {
+        vexa::bench::print_table(std::cout, exports);
+        return 0;
     }
 
     std::string const read_query = "SELECT * FROM vexa_1 WHERE Provider IN (" + in_list + ")";
@@ -531,6 +557,8 @@ int main(int argc, char** argv) try {
           static_cast<double>(rows) / copy_in, "rows/s", "at least 0.4 x");
     print("peak memory of the read vs the rows alone", library_peak / 1024.0, own_peak / 1024.0,
           "MiB", "at most 1.15 x");
+    std::printf("\nthe tool's export, as a user runs it:\n");
+    vexa::bench::print_table(std::cout, exports);
     return 0;
 } catch (std::exception const& error) {
     std::cerr << "odbc-bench: " << error.what() << "\n";

@@ -4,7 +4,7 @@
 //
 //   vexa-bench [--smoke] [--hosts N] [--providers N] [--runs N]
 //              [--repetitions N] [--insert-rows N] [--dir PATH] [--cpu-time]
-//              [--operations-only] [--pruning-only]
+//              [--operations-only] [--pruning-only] [--export-only]
 //
 // The default workload is 2,000 hosts x 50 providers x 10 runs (1,000,000
 // rows), 7 paired repetitions per figure and 20,000 rows per insert run;
@@ -16,13 +16,17 @@
 // --cpu-time times the calling thread's CPU time instead of elapsed time
 // (peak memory is unaffected). --operations-only measures only the figures
 // of batches, pruning and the tool's insert, --pruning-only those of
-// pruning alone. Where the test helpers are
+// pruning alone; --export-only only those of the tool's export. Where the
+// test helpers are
 // built, the tool's report page of the workload's hosts x providers is
-// timed in a headless Chromium as well.
+// timed in a headless Chromium as well, and the tool's `--format jsonl
+// select` of every row, streamed, against the same export read whole (peak
+// memory and time, see tool_export.h).
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -43,6 +47,7 @@
 #include "report_bench.h"
 #endif
 #include "report.h"
+#include "tool_export.h"
 #include "workload.h"
 
 extern char** environ;
@@ -57,6 +62,7 @@ struct Options {
     std::string dir;
     bool operations_only = false;
     bool pruning_only = false;
+    bool export_only = false;
     std::string peak_child;  // "library" or "baseline": measure one read, then exit
     std::string database;    // the database a peak child reads
 };
@@ -94,6 +100,8 @@ Options parse_options(int argc, char** argv) {
         } else if (arg == "--pruning-only") {
             options.operations_only = true;
             options.pruning_only = true;
+        } else if (arg == "--export-only") {
+            options.export_only = true;
         } else if (arg == "--hosts") {
             options.shape.hosts = number_after(i, argc, argv);
         } else if (arg == "--providers") {
@@ -248,6 +256,18 @@ class WorkDirectory {
     bool temporary_;
 };
 
+// The tool's export of the workload, streamed and read whole (tool_export.h).
+std::vector<Figure> tool_exports(Options const& options, Comparisons const& comparisons,
+                                 std::string const& tool) {
+    ToolDatastore const filled{"bench_export", "libsqlite.so", "sqlite3",
+                               "source=" + comparisons.database + "|read_only=true"};
+    ToolDatastore const empty = empty_sqlite_datastore(comparisons.dir + "/export-empty.db");
+    return tool_export_figures(tool, "sqlite", write_group_document(comparisons.dir, {filled}),
+                               write_group_document(comparisons.dir, {filled, empty}),
+                               options.shape.rows(), std::min(options.repetitions, 3),
+                               comparisons.dir);
+}
+
 int run(Options const& options) {
     if (!options.peak_child.empty()) {
         return run_peak_child(options);
@@ -261,27 +281,37 @@ int run(Options const& options) {
                                   dir,
                                   workload_database(options, dir),
                                   dir + "/without-index.db"};
+    // The tool sits in bin/ beside this program's bench/ when it was built.
+    std::filesystem::path const tool =
+        std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin" /
+        "vexa-datastore";
     std::vector<Figure> figures;
-    if (!options.operations_only) {
+    if (options.export_only) {
+        figures = tool_exports(options, comparisons, tool.string());
+    }
+    if (!options.operations_only && !options.export_only) {
         copy_without_indexes(comparisons.database, comparisons.database_without_index);
         figures = comparisons.reads();
         for (Figure& figure : comparisons.inserts()) {
             figures.push_back(std::move(figure));
         }
     }
-    std::vector<Figure> operations =
-        options.pruning_only ? std::vector<Figure>{} : batched_inserts(comparisons);
-    for (Figure& figure : pruning(comparisons)) {
-        operations.push_back(std::move(figure));
+    if (!options.export_only) {
+        if (!options.pruning_only) {
+            std::vector<Figure> const batches = batched_inserts(comparisons);
+            figures.insert(figures.end(), batches.begin(), batches.end());
+        }
+        std::vector<Figure> const prunes = pruning(comparisons);
+        figures.insert(figures.end(), prunes.begin(), prunes.end());
     }
-    figures.insert(figures.end(), operations.begin(), operations.end());
-    // The tool sits in bin/ beside this program's bench/ when it was built.
-    std::filesystem::path const tool =
-        std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path() / "bin" /
-        "vexa-datastore";
-    if (std::filesystem::exists(tool) && !options.pruning_only) {
+    if (std::filesystem::exists(tool) && !options.export_only && !options.pruning_only) {
         for (Figure& figure : json_lines_import(comparisons, tool.string())) {
             figures.push_back(std::move(figure));
+        }
+        if (!options.operations_only) {
+            for (Figure& figure : tool_exports(options, comparisons, tool.string())) {
+                figures.push_back(std::move(figure));
+            }
         }
 #ifdef VEXA_BENCH_REPORT_PAGE
         if (!options.operations_only) {
@@ -291,7 +321,7 @@ int run(Options const& options) {
         }
 #endif
     }
-    if (!options.operations_only) {
+    if (!options.operations_only && !options.export_only) {
         PairedSamples peaks;
         for (int i = 0; i < options.repetitions; ++i) {
             peaks.library.push_back(peak_kib_of_child(options, "library", comparisons.database));

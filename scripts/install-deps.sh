@@ -20,6 +20,7 @@ tests=(
   postgresql-15 odbc-postgresql libsqliteodbc unixodbc pgbouncer
   chromium prometheus
   help2man man-db bash-completion
+  time
 )
 ci=(clang libclang-rt-dev clang-format valgrind)
 

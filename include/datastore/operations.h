@@ -11,13 +11,16 @@
 #ifndef VEXA_DATASTORE_OPERATIONS_H_
 #define VEXA_DATASTORE_OPERATIONS_H_
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <datastore/export.h>
+#include <datastore/records.h>
 
 namespace vexa::datastore {
 
@@ -55,6 +58,15 @@ inline constexpr unsigned short OP_LAST_FAILURE = 772;
 // set one); out: unused. A call that runs out of time fails, its reason
 // saying it timed out, and the instance stays usable.
 inline constexpr unsigned short OP_SET_TIME_LIMIT = 773;
+// in: StreamRequest const*; out: StreamResult*, replaced. Runs a read and
+// hands its rows to the request's callback in blocks as the database system
+// yields them, so a result of any size takes the memory of one block. The
+// text is checked as OP_QUERY_TABLE checks it (and refused with 1 alike).
+// A callback that returns false stops the read; the call still answers 0.
+// The callback runs on the calling thread while the instance is busy with
+// the read: it must not call the same instance. A failure after some blocks
+// answers 1; the blocks already handed over stay the caller's.
+inline constexpr unsigned short OP_STREAM_QUERY = 774;
 
 // The result of OP_QUERY_TABLE: the result columns by name, in order, and
 // one row per result row with one cell per column. A NULL is nullopt; any
@@ -63,6 +75,27 @@ inline constexpr unsigned short OP_SET_TIME_LIMIT = 773;
 struct Table {
     std::vector<std::string> columns;
     std::vector<std::vector<std::optional<std::string>>> rows;
+};
+
+// What OP_STREAM_QUERY runs. Exactly one of the two callbacks is set (else
+// the call answers 1): `on_table` takes the result columns as they are, by
+// name and as text, like OP_QUERY_TABLE; `on_rows` takes the columns whose
+// names are keys of column_index_map into Row members, like OP_SELECT.
+// Every block but the last holds `block_rows` rows; a result without rows
+// still yields one block (for on_table, with its columns). A block is valid
+// during its call only.
+struct StreamRequest {
+    std::string query;
+    std::size_t block_rows = 1000;
+    std::function<bool(Table const& block)> on_table;
+    std::function<bool(std::vector<Row> const& block)> on_rows;
+};
+
+// What OP_STREAM_QUERY did: how many rows it handed over, and on failure
+// why (the back end's own words; "" on success).
+struct StreamResult {
+    std::uint64_t rows = 0;
+    std::string failure;
 };
 
 // What OP_PRUNE removes: the rows whose Unique_timestamp is less than
@@ -97,6 +130,39 @@ VEXA_DATASTORE_EXPORT bool select_table(std::string const& query, Table& out,
 VEXA_DATASTORE_EXPORT bool prune_rows(PruneRequest const& request,
                                       std::vector<std::pair<std::string, std::uint64_t>>& removed,
                                       std::vector<std::string>* unsupported = nullptr);
+
+// A datastore that failed during a streamed read: its instance name and
+// the back end's reason ("" when it gave none).
+struct StreamFailure {
+    std::string datastore;
+    std::string reason;
+};
+
+// Runs OP_STREAM_QUERY with `query` on every datastore holding provider data,
+// in registry order, and hands each block to `on_block` as it arrives, its
+// first column "datastore" holding the instance name (as in select_table).
+// A datastore that answers 512 is asked OP_QUERY_TABLE instead and its whole
+// table handed over in blocks; one that answers 512 to that as well goes to
+// `unsupported`. A datastore whose columns differ from those of the first
+// that answered is logged at level 7 and its rows left out. One that fails
+// goes to `failures` (when given; cleared first) with its reason, the blocks
+// it handed over before staying handed over, and the next one is asked.
+// When `on_block` returns false nothing more is read. `block_rows` is the
+// size of a block. True when at least one datastore answered; false without
+// asking anyone for an empty query. Never throws but what `on_block` throws.
+VEXA_DATASTORE_EXPORT bool stream_table(std::string const& query, std::size_t block_rows,
+                                        std::function<bool(Table const&)> const& on_block,
+                                        std::vector<StreamFailure>* failures = nullptr,
+                                        std::vector<std::string>* unsupported = nullptr);
+
+// As stream_table, but the result is read into records as OP_SELECT reads
+// them (column_index_map), each stamped with its datastore's name in
+// `datastore_source`; a datastore that answers 512 is asked OP_SELECT with
+// `query` instead.
+VEXA_DATASTORE_EXPORT bool stream_rows(std::string const& query, std::size_t block_rows,
+                                       std::function<bool(std::vector<Row> const&)> const& on_block,
+                                       std::vector<StreamFailure>* failures = nullptr,
+                                       std::vector<std::string>* unsupported = nullptr);
 
 }  // namespace vexa::datastore
 

@@ -82,7 +82,7 @@ TEST_F(ToolWithKnownRows, VerboseShowsTheLibrarysDiagnostics) {
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(
         "Datastore \"vexa_default\": near \"SELEC\": syntax error\n"
-        "Operation code 768 failed for vexa_default\n"
+        "Operation code 774 failed for vexa_default\n"
         "vexa-datastore: datastore \"vexa_default\" failed to run the query \"SELEC 1\": near "
         "\"SELEC\": syntax error\n",
         outcome.err);

@@ -35,6 +35,8 @@ int PluginExtension::control(unsigned short opcode, void const* in, void* out, v
         switch (opcode) {
             case OP_QUERY_TABLE:
                 return with_records(in, out, this, &PluginExtension::query_table_operation);
+            case OP_STREAM_QUERY:
+                return stream_query(in, out);
             case OP_BEGIN_BATCH:
                 return result_of(begin_batch());
             case OP_COMMIT_BATCH:
@@ -57,6 +59,19 @@ int PluginExtension::control(unsigned short opcode, void const* in, void* out, v
     } catch (...) {
     }
     return OPERATION_UNSUCCESSFULL;
+}
+
+int PluginExtension::stream_query(void const* in, void* out) {
+    if (in == nullptr || out == nullptr) {
+        return OPERATION_UNSUCCESSFULL;
+    }
+    auto& result = *static_cast<StreamResult*>(out);
+    try {
+        return stream_query_operation(*static_cast<StreamRequest const*>(in), result);
+    } catch (std::exception const& error) {
+        result.failure = error.what();
+        throw;  // control() logs it
+    }
 }
 
 int PluginExtension::insert_operation(void const* in, void* out, void* extra) {

@@ -32,6 +32,10 @@ class PluginExtension : public interface {
 
     // OP_QUERY_TABLE: replaces `out` with the result of `sql`.
     virtual int query_table_operation(std::string const& sql, Table& out) = 0;
+    // OP_STREAM_QUERY: hands the rows of `request`'s query to its callback in
+    // blocks, counting them in `result`. Throws, its reason then put in
+    // result.failure, on failure.
+    virtual int stream_query_operation(StreamRequest const& request, StreamResult& result) = 0;
     // OP_BEGIN_BATCH and OP_COMMIT_BATCH: whether the batch began or was
     // committed.
     virtual bool begin_batch() = 0;
@@ -43,6 +47,10 @@ class PluginExtension : public interface {
     virtual int insert_operation(void const* in, void* out, void* extra);
 
   private:
+    // OP_STREAM_QUERY with control()'s records, its failure's reason kept in
+    // the result for the caller.
+    int stream_query(void const* in, void* out);
+
     std::atomic<std::chrono::milliseconds> time_limit_{std::chrono::milliseconds::zero()};
 };
 

@@ -29,15 +29,6 @@ void log_warning(std::string const& text) noexcept {
     }
 }
 
-// The cheapest way of reading rows that the connection's driver allows.
-RowReader::Fetching fetching_of(Connection const& link) {
-    if (!link.reads_bound_columns()) {
-        return RowReader::Fetching::cell_by_cell;
-    }
-    return link.reads_cells_of_blocks() ? RowReader::Fetching::bound_blocks
-                                        : RowReader::Fetching::bound_rows;
-}
-
 }  // namespace
 
 OdbcExtension::~OdbcExtension() {

@@ -92,6 +92,10 @@ class OdbcExtension : public common::PluginExtension {
 
     // The project's own operations, in odbc_operations.cpp.
     int query_table_operation(std::string const& sql, Table& out) override;
+    // In streamed_query.cpp: fetches row by row from a driver that reads
+    // the result in bounded parts (the connection's fetch settings); the
+    // lock is held until the read ends.
+    int stream_query_operation(StreamRequest const& request, StreamResult& result) override;
     bool begin_batch() override;
     bool commit_batch() override;
     int prune_operation(PruneRequest const& request, std::uint64_t& removed) override;

@@ -222,4 +222,12 @@ bool RowReader::read(Row& row) {
     return true;
 }
 
+RowReader::Fetching fetching_of(Connection const& link) {
+    if (!link.reads_bound_columns()) {
+        return RowReader::Fetching::cell_by_cell;
+    }
+    return link.reads_cells_of_blocks() ? RowReader::Fetching::bound_blocks
+                                        : RowReader::Fetching::bound_rows;
+}
+
 }  // namespace vexa::datastore::odbc_plugin

@@ -8,6 +8,7 @@
 
 #include <datastore/records.h>
 
+#include "connection.h"
 #include "odbc_calls.h"
 
 namespace vexa::datastore::odbc_plugin {
@@ -80,6 +81,9 @@ class RowReader {
     std::vector<SQLUSMALLINT> row_status_;
     std::string node_names_;  // the joined names of the current row
 };
+
+// The cheapest way of reading rows that the driver of `link` allows.
+RowReader::Fetching fetching_of(Connection const& link);
 
 }  // namespace vexa::datastore::odbc_plugin
 

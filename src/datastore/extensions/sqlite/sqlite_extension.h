@@ -59,6 +59,9 @@ class SqliteExtension : public common::PluginExtension {
     // The project's own operations, in sqlite_operations.cpp; each takes the
     // lock below.
     int query_table_operation(std::string const& sql, Table& out) override;
+    // In streamed_query.cpp: steps the statement, so the instance holds one
+    // block at a time; its lock is held until the read ends.
+    int stream_query_operation(StreamRequest const& request, StreamResult& result) override;
     bool begin_batch() override;
     bool commit_batch() override;
     int prune_operation(PruneRequest const& request, std::uint64_t& removed) override;

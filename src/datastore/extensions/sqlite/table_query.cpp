@@ -41,13 +41,43 @@ bool holds_statement(::sqlite3* db, std::string const& rest) {
 
 }  // namespace
 
-void query_table(::sqlite3* db, std::string const& sql, Table& out) {
-    out = Table{};
+Statement prepare_table_query(::sqlite3* db, std::string const& sql) {
     std::string rest;
-    Statement const statement = prepare_reading(db, sql, rest);
+    Statement statement = prepare_reading(db, sql, rest);
     if (holds_statement(db, rest)) {
         throw std::runtime_error("more than one statement: " + sql);
     }
+    return statement;
+}
+
+std::vector<std::string> result_columns(sqlite3_stmt* statement) {
+    std::vector<std::string> names;
+    int const columns = sqlite3_column_count(statement);
+    for (int column = 0; column < columns; ++column) {
+        char const* name = sqlite3_column_name(statement, column);
+        names.emplace_back(name == nullptr ? "" : name);
+    }
+    return names;
+}
+
+void read_cells(sqlite3_stmt* statement, std::vector<std::optional<std::string>>& row) {
+    int const columns = sqlite3_column_count(statement);
+    for (int column = 0; column < columns; ++column) {
+        if (sqlite3_column_type(statement, column) == SQLITE_NULL) {
+            row.emplace_back();
+            continue;
+        }
+        // Asking for the text before its length is SQLite's rule; an
+        // empty blob has no text at all.
+        auto const* text = reinterpret_cast<char const*>(sqlite3_column_text(statement, column));
+        auto const length = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
+        row.emplace_back(text == nullptr ? std::string() : std::string(text, length));
+    }
+}
+
+void query_table(::sqlite3* db, std::string const& sql, Table& out) {
+    out = Table{};
+    Statement const statement = prepare_table_query(db, sql);
     if (statement == nullptr) {
         return;  // blanks or comments: no columns, no rows
     }
@@ -55,25 +85,11 @@ void query_table(::sqlite3* db, std::string const& sql, Table& out) {
     // The first step recompiles a statement whose tables or views changed
     // since it was compiled, so only then are the column names current.
     int rc = sqlite3_step(s);
-    int const columns = sqlite3_column_count(s);
-    for (int column = 0; column < columns; ++column) {
-        char const* name = sqlite3_column_name(s, column);
-        out.columns.emplace_back(name == nullptr ? "" : name);
-    }
+    out.columns = result_columns(s);
     for (; rc == SQLITE_ROW; rc = sqlite3_step(s)) {
         auto& row = out.rows.emplace_back();
-        row.reserve(static_cast<std::size_t>(columns));
-        for (int column = 0; column < columns; ++column) {
-            if (sqlite3_column_type(s, column) == SQLITE_NULL) {
-                row.emplace_back();
-                continue;
-            }
-            // Asking for the text before its length is SQLite's rule; an
-            // empty blob has no text at all.
-            auto const* text = reinterpret_cast<char const*>(sqlite3_column_text(s, column));
-            auto const length = static_cast<std::size_t>(sqlite3_column_bytes(s, column));
-            row.emplace_back(text == nullptr ? std::string() : std::string(text, length));
-        }
+        row.reserve(out.columns.size());
+        read_cells(s, row);
     }
     if (rc != SQLITE_DONE) {
         fail(db);

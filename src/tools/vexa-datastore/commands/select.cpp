@@ -1,9 +1,11 @@
 // The select command: every stored result of the providers, narrowed down.
 #include "commands/commands.h"
 #include "output/rows.h"
+#include "output/streamed_reads.h"
 #include "support/failed_datastores.h"
 #include "support/names.h"
 #include "support/open_datastores.h"
+#include "support/selection_query.h"
 #include "support/stored_data.h"
 #include "support/time_arguments.h"
 
@@ -84,13 +86,19 @@ int run_select(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::read);
     require_stored(options.providers);
     auto providers = options.providers.empty() ? stored_providers() : options.providers;
+    std::string const request = "the selection of " + quoted_list(providers) +
+                                (condition.empty() ? "" : " where \"" + condition + "\"");
+    if (auto query = selection_query(providers, condition, options.limit, global);
+        query && !providers.empty()) {
+        throw_stream_failures(print_streamed_records(*query, options.limit, global), request);
+        return failed == 0 ? 0 : 1;
+    }
     std::vector<Row> rows;
     if (!providers.empty() && !datastore::select_provider_data(providers, rows, condition)) {
         SQLParameters sql;
         sql.filter = condition;
         throw_if_a_datastore_failed(datastore::OP_SELECT, ReadParameters{providers, {}, &sql},
-                                    "the selection of " + quoted_list(providers) +
-                                        (condition.empty() ? "" : " where \"" + condition + "\""));
+                                    request);
     }
     if (options.limit > 0 && rows.size() > options.limit) {
         order_rows(rows, global);  // the limit keeps the first rows in the order asked for

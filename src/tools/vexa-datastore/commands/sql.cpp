@@ -4,6 +4,7 @@
 
 #include "commands/commands.h"
 #include "output/record_text.h"
+#include "output/streamed_reads.h"
 #include "support/failed_datastores.h"
 #include "support/log_capture.h"
 #include "support/open_datastores.h"
@@ -23,15 +24,6 @@ void add_sql_options(CLI::App* command) {
 }
 
 namespace {
-
-// A cell of the query's answer: its text, as a number when it reads as one
-// (so JSON keeps counts and stamps numeric), null for NULL.
-Cell cell_of(std::optional<std::string> const& text) {
-    if (!text) {
-        return nullptr;
-    }
-    return number_or_text(*text);
-}
 
 // A datastore whose plug-in does not serve any-column queries answers with
 // records: each is shown under the columns of the others' answers, or of the
@@ -79,34 +71,27 @@ int run_sql(GlobalOptions const& global) {
         throw UsageError("the query is empty");
     }
     std::size_t failed = open_datastores(global.config_file, Access::read);
-    datastore::Table table;
-    std::vector<std::string> unsupported;
-    bool answered = datastore::select_table(query, table, &unsupported);
-    if (!answered && unsupported.empty()) {
+    StreamedTable streamed = print_streamed_table(query, global);
+    if (!streamed.answered && streamed.unsupported.empty() && !streamed.output) {
+        throw_stream_failures(streamed.failures, "the query \"" + query + "\"");
         throw_query_failure(query);
     }
-    if (!answered) {
-        table.columns = view_columns();
-        table.columns.insert(table.columns.begin(), "datastore");
+    if (!streamed.output) {
+        streamed.columns = view_columns();
+        streamed.columns.insert(streamed.columns.begin(), "datastore");
+        streamed.output = open_output(streamed.columns, global);
     }
-    auto output = open_output(table.columns, global);
-    for (auto const& row : table.rows) {
-        std::vector<Cell> cells;
-        for (auto const& text : row) {
-            cells.push_back(cell_of(text));
-        }
-        output->row(cells);
-    }
-    for (auto const& name : unsupported) {
+    for (auto const& name : streamed.unsupported) {
         for (auto const& record : records_of(name, query)) {
             std::vector<Cell> cells{name};
-            for (std::size_t c = 1; c < table.columns.size(); ++c) {
-                cells.push_back(cell_of(member_text(record, table.columns[c])));
+            for (std::size_t c = 1; c < streamed.columns.size(); ++c) {
+                cells.push_back(cell_of(member_text(record, streamed.columns[c])));
             }
-            output->row(cells);
+            streamed.output->row(cells);
         }
     }
-    output->finish();
+    streamed.output->finish();
+    throw_stream_failures(streamed.failures, "the query \"" + query + "\"");
     return failed == 0 ? 0 : 1;
 }
 

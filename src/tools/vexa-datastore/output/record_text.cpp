@@ -80,4 +80,11 @@ Cell number_or_text(std::string const& text) {
     return text;
 }
 
+Cell cell_of(std::optional<std::string> const& text) {
+    if (!text) {
+        return nullptr;
+    }
+    return number_or_text(*text);
+}
+
 }  // namespace vexa::tool

@@ -26,6 +26,10 @@ std::optional<std::string> member_text(datastore::Row const& row, std::string co
 // "0.25"), otherwise as a string.
 Cell number_or_text(std::string const& text);
 
+// A cell of an any-column answer: its text, as a number when it reads as one
+// (so JSON keeps counts and stamps numeric), null for NULL.
+Cell cell_of(std::optional<std::string> const& text);
+
 }  // namespace vexa::tool
 
 #endif  // VEXA_TOOLS_VEXA_DATASTORE_RECORD_TEXT_H_

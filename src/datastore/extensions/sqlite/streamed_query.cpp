@@ -1,0 +1,56 @@
+// OP_STREAM_QUERY as the SQLite plug-in serves it: the statement is stepped
+// row by row and every block handed over as soon as it is full.
+#include <optional>
+
+#include <datastore/vocabulary.h>
+
+#include "planner_statistics.h"
+#include "row_reader.h"
+#include "sqlite_extension.h"
+#include "streamed_blocks.h"
+#include "table_query.h"
+
+namespace vexa::datastore::sqlite_plugin {
+
+int SqliteExtension::stream_query_operation(StreamRequest const& request, StreamResult& result) {
+    common::StreamedBlocks blocks(request, result);
+    std::lock_guard<std::mutex> const lock(mutex_);
+    if (db_ == nullptr) {
+        return OPERATION_UNSUCCESSFULL;
+    }
+    if (inserted_since_analysis_) {
+        refresh_planner_statistics(db_.get());
+        inserted_since_analysis_ = false;
+    }
+    Statement const statement = prepare_table_query(db_.get(), request.query);
+    if (statement == nullptr) {
+        blocks.finish();  // blanks or comments: no columns, no rows
+        return OPERATION_SUCCESSFULL;
+    }
+    sqlite3_stmt* const s = statement.get();
+    // The column names are current only after the first step.
+    int rc = sqlite3_step(s);
+    std::optional<RowReader> records;
+    if (blocks.wants_records()) {
+        records.emplace(s, column_index_map);
+    } else {
+        blocks.set_columns(result_columns(s));
+    }
+    for (; rc == SQLITE_ROW; rc = sqlite3_step(s)) {
+        if (records) {
+            records->read(blocks.next_row());
+        } else {
+            read_cells(s, blocks.next_cells());
+        }
+        if (!blocks.row_read()) {
+            return OPERATION_SUCCESSFULL;
+        }
+    }
+    if (rc != SQLITE_DONE) {
+        fail(db_.get());
+    }
+    blocks.finish();
+    return OPERATION_SUCCESSFULL;
+}
+
+}  // namespace vexa::datastore::sqlite_plugin
