@@ -146,7 +146,7 @@ bool SqliteExtension::get_latest_rows_provider(std::vector<std::string> provider
                                                std::vector<std::string> hosts) {
     bool state = false;
     {
-        std::lock_guard<std::mutex> const lock(mutex_);
+        std::lock_guard<FairMutex> const lock(mutex_);
         state = has_state_;
     }
     if (!state) {

@@ -9,23 +9,19 @@
 #include "sqlite_extension.h"
 #include "streamed_blocks.h"
 #include "table_query.h"
+#include "time_limit.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
-int SqliteExtension::stream_query_operation(StreamRequest const& request, StreamResult& result) {
-    common::StreamedBlocks blocks(request, result);
-    std::lock_guard<std::mutex> const lock(mutex_);
-    if (db_ == nullptr) {
-        return OPERATION_UNSUCCESSFULL;
-    }
-    if (inserted_since_analysis_) {
-        refresh_planner_statistics(db_.get());
-        inserted_since_analysis_ = false;
-    }
-    Statement const statement = prepare_table_query(db_.get(), request.query);
+namespace {
+
+// Steps the statement of `request` on `db` and hands its rows over in
+// `blocks`, until they end or the caller has enough.
+void read_in_blocks(::sqlite3* db, StreamRequest const& request, common::StreamedBlocks& blocks) {
+    Statement const statement = prepare_table_query(db, request.query);
     if (statement == nullptr) {
         blocks.finish();  // blanks or comments: no columns, no rows
-        return OPERATION_SUCCESSFULL;
+        return;
     }
     sqlite3_stmt* const s = statement.get();
     // The column names are current only after the first step.
@@ -43,13 +39,30 @@ int SqliteExtension::stream_query_operation(StreamRequest const& request, Stream
             read_cells(s, blocks.next_cells());
         }
         if (!blocks.row_read()) {
-            return OPERATION_SUCCESSFULL;
+            return;
         }
     }
     if (rc != SQLITE_DONE) {
-        fail(db_.get());
+        fail(db);
     }
     blocks.finish();
+}
+
+}  // namespace
+
+int SqliteExtension::stream_query_operation(StreamRequest const& request, StreamResult& result) {
+    common::StreamedBlocks blocks(request, result);
+    std::lock_guard<FairMutex> const lock(mutex_);
+    if (db_ == nullptr) {
+        return OPERATION_UNSUCCESSFULL;
+    }
+    if (inserted_since_analysis_) {
+        refresh_planner_statistics(db_.get());
+        inserted_since_analysis_ = false;
+    }
+    // The limit covers the whole read, the time the caller takes over each
+    // block included.
+    within_time_limit(db_.get(), time_limit(), [&] { read_in_blocks(db_.get(), request, blocks); });
     return OPERATION_SUCCESSFULL;
 }
 
