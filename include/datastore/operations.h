@@ -21,6 +21,8 @@
 
 namespace vexa::datastore {
 
+struct DatastoreFailure;
+
 // in: std::string const*, an SQL text; out: Table*, replaced by the result.
 // Only the first statement of the text runs, and only when it reads: a
 // statement that would write (or attach, or change a setting) is refused
@@ -80,6 +82,8 @@ struct PruneRequest {
 // that holds provider data is asked in registry order; one that answers 512
 // or fails (or throws) is logged at level 7 and skipped, and has its name
 // appended to `unsupported` (when given, cleared first) if it answered 512.
+// `failures` (when given, cleared first) gets one entry per datastore that
+// failed otherwise, with its reason, as the functions of failures.h fill it.
 
 // Runs OP_QUERY_TABLE with `query` everywhere and merges the answers into
 // `out` (replaced): its first column, "datastore", holds the instance name,
@@ -88,14 +92,16 @@ struct PruneRequest {
 // least one datastore answered (`out.columns` is then not empty, even when
 // no row came back); false without asking anyone for an empty query.
 VEXA_DATASTORE_EXPORT bool select_table(std::string const& query, Table& out,
-                                        std::vector<std::string>* unsupported = nullptr);
+                                        std::vector<std::string>* unsupported = nullptr,
+                                        std::vector<DatastoreFailure>* failures = nullptr);
 
 // Runs OP_PRUNE with `request` everywhere. `removed` (replaced) gets one
 // entry per datastore that answered: its instance name and its count, in
 // registry order. True when at least one datastore answered.
 VEXA_DATASTORE_EXPORT bool prune_rows(PruneRequest const& request,
                                       std::vector<std::pair<std::string, std::uint64_t>>& removed,
-                                      std::vector<std::string>* unsupported = nullptr);
+                                      std::vector<std::string>* unsupported = nullptr,
+                                      std::vector<DatastoreFailure>* failures = nullptr);
 
 }  // namespace vexa::datastore
 
