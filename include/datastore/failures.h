@@ -52,12 +52,13 @@ VEXA_DATASTORE_EXPORT bool get_hosts_data_with_failures(std::vector<Row>& rows,
 // datastore answering 512 goes to `unsupported` instead.
 
 // Why this process's latest attempt to open the instance `instance_name`
-// (through DataStoreController::open, as the registration does) failed:
-// open_instance()'s code and the plug-in's reason, which the controller asks
-// with OP_LAST_FAILURE before it destroys the instance (the reason is empty
-// when the plug-in gives none). nullopt when that attempt opened the
-// instance or failed before open_instance() ran (a missing plug-in file, a
-// name already open), or when none was made. Safe to call from any thread.
+// (through DataStoreController::load and open, as the registration does)
+// failed: open_instance()'s code and the plug-in's reason, which the
+// controller asks with OP_LAST_FAILURE before it destroys the instance (the
+// reason is empty when the plug-in gives none), or 1 and why its plug-in
+// library was refused, as the warning logged for it says. nullopt when that
+// attempt opened the instance, or failed for another cause (a name already
+// open), or when none was made. Safe to call from any thread.
 VEXA_DATASTORE_EXPORT std::optional<DatastoreFailure> open_failure(
     std::string const& instance_name);
 

@@ -53,7 +53,16 @@ DataStoreController::Impl::Results DataStoreController::Impl::load_impl(
     for (DataStoreConfig const& config : configs) {
         std::string const path = library_path(config);
         if (libraries_.count(path) == 0) {
-            libraries_.emplace(path, load_extension_library(path));
+            try {
+                libraries_.emplace(path, load_extension_library(path));
+            } catch (ExtensionLibraryRefused const& refused) {
+                // The instance will not open, for the library's reason.
+                detail::remember_open_result(
+                    config.instance_name,
+                    DatastoreFailure{config.instance_name,
+                                     DataStoreExtension::OPERATION_UNSUCCESSFULL, refused.reason});
+                throw;
+            }
             results[newly_loaded++] = {path, kSuccess};
         }
         loaded.push_back(config);

@@ -1,7 +1,7 @@
 // The select command: every stored result of the providers, narrowed down.
 #include "commands/commands.h"
 #include "output/rows.h"
-#include "support/failed_datastores.h"
+#include "support/datastore_failures.h"
 #include "support/names.h"
 #include "support/open_datastores.h"
 #include "support/stored_data.h"
@@ -9,9 +9,7 @@
 
 namespace vexa::tool {
 
-using datastore::ReadParameters;
 using datastore::Row;
-using datastore::SQLParameters;
 
 namespace {
 
@@ -85,12 +83,11 @@ int run_select(GlobalOptions const& global) {
     require_stored(options.providers);
     auto providers = options.providers.empty() ? stored_providers() : options.providers;
     std::vector<Row> rows;
-    if (!providers.empty() && !datastore::select_provider_data(providers, rows, condition)) {
-        SQLParameters sql;
-        sql.filter = condition;
-        throw_if_a_datastore_failed(datastore::OP_SELECT, ReadParameters{providers, {}, &sql},
-                                    "the selection of " + quoted_list(providers) +
-                                        (condition.empty() ? "" : " where \"" + condition + "\""));
+    if (!providers.empty()) {
+        std::vector<datastore::DatastoreFailure> failures;
+        datastore::select_provider_data_with_failures(providers, rows, condition, &failures);
+        note_failures(failures, "the selection of " + quoted_list(providers) +
+                                    (condition.empty() ? "" : " where \"" + condition + "\""));
     }
     if (options.limit > 0 && rows.size() > options.limit) {
         order_rows(rows, global);  // the limit keeps the first rows in the order asked for

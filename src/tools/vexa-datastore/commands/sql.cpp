@@ -1,11 +1,11 @@
 // The sql command: any query over the view vexa_1 of every datastore, with
 // whatever columns it answers.
+#include <algorithm>
 #include <stdexcept>
 
 #include "commands/commands.h"
 #include "output/record_text.h"
-#include "support/failed_datastores.h"
-#include "support/log_capture.h"
+#include "support/datastore_failures.h"
 #include "support/open_datastores.h"
 
 namespace vexa::tool {
@@ -33,43 +33,26 @@ Cell cell_of(std::optional<std::string> const& text) {
     return number_or_text(*text);
 }
 
-// A datastore whose plug-in does not serve any-column queries answers with
-// records: each is shown under the columns of the others' answers, or of the
-// view when no other answered.
-std::vector<Row> records_of(std::string const& name, std::string const& query) {
-    datastore::SQLParameters sql;
-    sql.query = query;
-    datastore::ReadParameters parameters{{}, {}, &sql};
+// The records that the datastores `unsupported`, whose plug-in does not serve
+// any-column queries, answer to the query, each stamped with its datastore.
+// Their failures are noted.
+std::vector<Row> records_of(std::vector<std::string> const& unsupported,
+                            std::string const& request) {
     std::vector<Row> rows;
-    if (datastore::execute_ioctl({name}, datastore::OP_SELECT, &parameters, &rows, nullptr,
-                                 nullptr) == 0) {
-        throw_if_a_datastore_failed(datastore::OP_SELECT, parameters,
-                                    "the query \"" + query + "\"");
-    }
+    std::vector<datastore::DatastoreFailure> failures;
+    datastore::select_data_with_failures(query, rows, datastore::column_index_map, &failures);
+    auto const elsewhere = [&](std::string const& name) {
+        return std::find(unsupported.begin(), unsupported.end(), name) == unsupported.end();
+    };
+    rows.erase(std::remove_if(rows.begin(), rows.end(),
+                              [&](Row const& row) { return elsewhere(row.datastore_source); }),
+               rows.end());
+    failures.erase(
+        std::remove_if(failures.begin(), failures.end(),
+                       [&](auto const& failure) { return elsewhere(failure.instance_name); }),
+        failures.end());
+    note_failures(failures, request);
     return rows;
-}
-
-// No datastore answered: the first that fails says why, in its plug-in's
-// words (logged, so caught from the log).
-void throw_query_failure(std::string const& query) {
-    for (auto const& [config, handle] : datastore::DataStoreParseUtility::get_datastore_vector()) {
-        if (!config.source_types.test(datastore::data)) {
-            continue;
-        }
-        datastore::Table table;
-        LogCapture log;
-        if (datastore::execute_ioctl({config.instance_name}, datastore::OP_QUERY_TABLE, &query,
-                                     &table, nullptr, nullptr) == 0) {
-            std::string reason = log.last_line();
-            std::string const prefix = "Datastore \"" + config.instance_name + "\": ";
-            if (reason.rfind(prefix, 0) == 0) {
-                reason.erase(0, prefix.size());
-            }
-            throw std::runtime_error("datastore \"" + config.instance_name +
-                                     "\" failed to run the query \"" + query + "\"" +
-                                     (reason.empty() ? "" : ": " + reason));
-        }
-    }
 }
 
 }  // namespace
@@ -79,12 +62,12 @@ int run_sql(GlobalOptions const& global) {
         throw UsageError("the query is empty");
     }
     std::size_t failed = open_datastores(global.config_file, Access::read);
+    std::string const request = "the query \"" + query + "\"";
     datastore::Table table;
     std::vector<std::string> unsupported;
-    bool answered = datastore::select_table(query, table, &unsupported);
-    if (!answered && unsupported.empty()) {
-        throw_query_failure(query);
-    }
+    std::vector<datastore::DatastoreFailure> failures;
+    bool answered = datastore::select_table(query, table, &unsupported, &failures);
+    note_failures(failures, request);
     if (!answered) {
         table.columns = view_columns();
         table.columns.insert(table.columns.begin(), "datastore");
@@ -97,9 +80,9 @@ int run_sql(GlobalOptions const& global) {
         }
         output->row(cells);
     }
-    for (auto const& name : unsupported) {
-        for (auto const& record : records_of(name, query)) {
-            std::vector<Cell> cells{name};
+    if (!unsupported.empty()) {
+        for (auto const& record : records_of(unsupported, request)) {
+            std::vector<Cell> cells{record.datastore_source};
             for (std::size_t c = 1; c < table.columns.size(); ++c) {
                 cells.push_back(cell_of(member_text(record, table.columns[c])));
             }

@@ -8,7 +8,6 @@
 
 #include <util/xml.h>
 
-#include "support/log_capture.h"
 #include "support/xml_documents.h"
 
 namespace vexa::tool {
@@ -108,6 +107,26 @@ std::vector<xmlNode*> entry_elements(xmlNode* root) {
     return entries;
 }
 
+// Why the library's walk stopped at `entry` (null: past the last entry), in
+// the words it logs: its group's path is empty, or the entry has no text or
+// an empty config_path or config_file attribute, checked in the walk's order.
+std::string refusal_of(xmlNode* entry) {
+    std::string value;
+    if (entry == nullptr || (xml::get_attr(entry->parent, "path", value) && value.empty())) {
+        return "a group's path is empty";
+    }
+    if (entry->children == nullptr || xml::char_to_str(entry->children->content).empty()) {
+        return "empty entry tag not allowed";
+    }
+    if (xml::get_attr(entry, "config_path", value) && value.empty()) {
+        return "Invalid path attribute";
+    }
+    if (xml::get_attr(entry, "config_file", value) && value.empty()) {
+        return "Invalid file attribute";
+    }
+    return "a group's path is empty";
+}
+
 }  // namespace
 
 std::vector<ConfigurationEntry> read_configuration_entries(std::string const& file) {
@@ -120,17 +139,15 @@ std::vector<ConfigurationEntry> read_configuration_entries(std::string const& fi
     std::vector<xmlNode*> const elements = entry_elements(root);
     std::vector<ConfigurationEntry> entries;
     EntryReader reader(file, elements);
-    LogCapture log;
     if (!xml::parse_the_group_tags<EntryReader, std::vector<ConfigurationEntry>&>(root, reader,
                                                                                   entries)) {
         // The walk refused the next entry, or the group holding it.
         std::size_t const at = entries.size();
-        std::string reason = log.last_line();
+        xmlNode* const refused = at < elements.size() ? elements[at] : nullptr;
         ConfigurationEntry stop;
         stop.fault_at =
-            place(file, at < elements.size() ? xmlGetLineNo(elements[at]) : xmlGetLineNo(root));
-        stop.fault = (reason.empty() ? "a group's path is empty" : reason) +
-                     "; loading reads no entry from here on";
+            place(file, refused != nullptr ? xmlGetLineNo(refused) : xmlGetLineNo(root));
+        stop.fault = refusal_of(refused) + "; loading reads no entry from here on";
         entries.push_back(stop);
     }
     if (entries.empty()) {
