@@ -22,7 +22,8 @@ class ToolWithABrokenDatastore : public ToolInScratchHome {
         ToolInScratchHome::SetUp();
         write_file(file("broken.sql"), "CREATE TABLE unrelated(a INTEGER);\n");
         output_of({"load-sql", file("broken.sql"), file("broken.db")});
-        std::string const good = write_config("good_group.xml", {{"good", "source=" + file("good.db")}});
+        std::string const good =
+            write_config("good_group.xml", {{"good", "source=" + file("good.db")}});
         output_of({"--config", good, "insert"}, kKnownRecords);
         config_ = write_config("both.xml", {{"good", "source=" + file("good.db")},
                                             {"broken", "source=" + file("broken.db")}});
