@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include <util/log.h>
 #include <util/xml.h>
 
 #include "support/xml_documents.h"
@@ -127,6 +128,24 @@ std::string refusal_of(xmlNode* entry) {
     return "a group's path is empty";
 }
 
+// The library's walk logs why it stops (at level 3, which the tool shows);
+// config check says it in its own line instead, so the log is silent for
+// the life of the object, unless -v asked for everything.
+class QuietWalk {
+  public:
+    QuietWalk() : saved_level_(log::LOG_LEVEL) {
+        if (saved_level_ < 7) {
+            log::LOG_LEVEL = -1;
+        }
+    }
+    ~QuietWalk() { log::LOG_LEVEL = saved_level_; }
+    QuietWalk(QuietWalk const&) = delete;
+    QuietWalk& operator=(QuietWalk const&) = delete;
+
+  private:
+    int saved_level_;
+};
+
 }  // namespace
 
 std::vector<ConfigurationEntry> read_configuration_entries(std::string const& file) {
@@ -139,6 +158,7 @@ std::vector<ConfigurationEntry> read_configuration_entries(std::string const& fi
     std::vector<xmlNode*> const elements = entry_elements(root);
     std::vector<ConfigurationEntry> entries;
     EntryReader reader(file, elements);
+    QuietWalk const quiet;
     if (!xml::parse_the_group_tags<EntryReader, std::vector<ConfigurationEntry>&>(root, reader,
                                                                                   entries)) {
         // The walk refused the next entry, or the group holding it.
