@@ -24,6 +24,8 @@
 
 namespace vexa::datastore {
 
+struct DatastoreFailure;
+
 // in: std::string const*, an SQL text; out: Table*, replaced by the result.
 // Only reading statements run: one that would write (or attach, or change a
 // setting) is refused with 1 and changes nothing, refused by the database
@@ -114,6 +116,8 @@ struct PruneRequest {
 // that holds provider data is asked in registry order; one that answers 512
 // or fails (or throws) is logged at level 7 and skipped, and has its name
 // appended to `unsupported` (when given, cleared first) if it answered 512.
+// `failures` (when given, cleared first) gets one entry per datastore that
+// failed otherwise, with its reason, as the functions of failures.h fill it.
 
 // Runs OP_QUERY_TABLE with `query` everywhere and merges the answers into
 // `out` (replaced): its first column, "datastore", holds the instance name,
@@ -122,21 +126,16 @@ struct PruneRequest {
 // least one datastore answered (`out.columns` is then not empty, even when
 // no row came back); false without asking anyone for an empty query.
 VEXA_DATASTORE_EXPORT bool select_table(std::string const& query, Table& out,
-                                        std::vector<std::string>* unsupported = nullptr);
+                                        std::vector<std::string>* unsupported = nullptr,
+                                        std::vector<DatastoreFailure>* failures = nullptr);
 
 // Runs OP_PRUNE with `request` everywhere. `removed` (replaced) gets one
 // entry per datastore that answered: its instance name and its count, in
 // registry order. True when at least one datastore answered.
 VEXA_DATASTORE_EXPORT bool prune_rows(PruneRequest const& request,
                                       std::vector<std::pair<std::string, std::uint64_t>>& removed,
-                                      std::vector<std::string>* unsupported = nullptr);
-
-// A datastore that failed during a streamed read: its instance name and
-// the back end's reason ("" when it gave none).
-struct StreamFailure {
-    std::string datastore;
-    std::string reason;
-};
+                                      std::vector<std::string>* unsupported = nullptr,
+                                      std::vector<DatastoreFailure>* failures = nullptr);
 
 // Runs OP_STREAM_QUERY with `query` on every datastore holding provider data,
 // in registry order, and hands each block to `on_block` as it arrives, its
@@ -152,7 +151,7 @@ struct StreamFailure {
 // asking anyone for an empty query. Never throws but what `on_block` throws.
 VEXA_DATASTORE_EXPORT bool stream_table(std::string const& query, std::size_t block_rows,
                                         std::function<bool(Table const&)> const& on_block,
-                                        std::vector<StreamFailure>* failures = nullptr,
+                                        std::vector<DatastoreFailure>* failures = nullptr,
                                         std::vector<std::string>* unsupported = nullptr);
 
 // As stream_table, but the result is read into records as OP_SELECT reads
@@ -161,7 +160,7 @@ VEXA_DATASTORE_EXPORT bool stream_table(std::string const& query, std::size_t bl
 // `query` instead.
 VEXA_DATASTORE_EXPORT bool stream_rows(std::string const& query, std::size_t block_rows,
                                        std::function<bool(std::vector<Row> const&)> const& on_block,
-                                       std::vector<StreamFailure>* failures = nullptr,
+                                       std::vector<DatastoreFailure>* failures = nullptr,
                                        std::vector<std::string>* unsupported = nullptr);
 
 }  // namespace vexa::datastore

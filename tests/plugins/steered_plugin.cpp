@@ -11,6 +11,8 @@
 //   unsupported=select        select() behaves as the base class's (throws
 //                             "unsupported operation")
 //   ready=false               is_ready() returns false
+//   reason=TEXT               OP_LAST_FAILURE answers 0 with TEXT, whatever
+//                             code= and throw= say (also after a failed open)
 // Counters of this library (every copy of this source is its own library with
 // its own counters) are read through the extra C functions at the end.
 #include <cstdint>
@@ -20,6 +22,7 @@
 #include <vector>
 
 #include <datastore/extension.h>
+#include <datastore/operations.h>
 #include <util/str.h>
 
 namespace {
@@ -48,6 +51,8 @@ struct Steering {
     bool insert_fails = false;
     bool select_unsupported = false;
     bool ready = true;
+    bool has_reason = false;
+    std::string reason;
 };
 
 CannedRow parse_row(std::string const& value) {
@@ -83,6 +88,9 @@ Steering parse_steering(std::string const& parameters) {
             steering.select_unsupported = value == "select";
         } else if (key == "ready") {
             steering.ready = value != "false";
+        } else if (key == "reason") {
+            steering.has_reason = true;
+            steering.reason = value;
         }
     }
     return steering;
@@ -115,6 +123,10 @@ class SteeredExtension : public vexa::datastore::interface {
     bool is_ready() override { return steering_.ready; }
 
     int control(unsigned short opcode, void const* in, void* out, void* extra) override {
+        if (opcode == vexa::datastore::OP_LAST_FAILURE && steering_.has_reason) {
+            *static_cast<std::string*>(out) = steering_.reason;
+            return OPERATION_SUCCESSFULL;
+        }
         if (steering_.has_code) {
             return steering_.code;
         }

@@ -24,7 +24,7 @@ using vexa::datastore::OP_STREAM_QUERY;
 using vexa::datastore::Row;
 using vexa::datastore::stream_rows;
 using vexa::datastore::stream_table;
-using vexa::datastore::StreamFailure;
+using vexa::datastore::DatastoreFailure;
 using vexa::datastore::StreamRequest;
 using vexa::datastore::StreamResult;
 using vexa::datastore::Table;
@@ -265,7 +265,7 @@ TEST_F(StreamQuery, StreamTableNamesWhoCannotAnswerAndWhoFailedWithTheirReason) 
     open_store("store", 1);
     register_steered("broken", "code=1");
     std::vector<std::string> unsupported;
-    std::vector<StreamFailure> failures;
+    std::vector<DatastoreFailure> failures;
     std::vector<Cells> rows;
     auto const keep = [&](Table const& block) {
         rows.insert(rows.end(), block.rows.begin(), block.rows.end());
@@ -275,13 +275,13 @@ TEST_F(StreamQuery, StreamTableNamesWhoCannotAnswerAndWhoFailedWithTheirReason) 
     ASSERT_TRUE(stream_table("SELECT 42 AS answer", 10, keep, &failures, &unsupported));
     EXPECT_EQ(unsupported, std::vector<std::string>{"plain"});
     ASSERT_EQ(failures.size(), 1u);
-    EXPECT_EQ(failures[0].datastore, "broken");
+    EXPECT_EQ(failures[0].instance_name, "broken");
     EXPECT_EQ(failures[0].reason, "");
     EXPECT_EQ(rows, (std::vector<Cells>{{"store", "42"}}));
 
     EXPECT_FALSE(stream_table("SELECT nope FROM vexa_1", 10, keep, &failures, &unsupported));
     ASSERT_EQ(failures.size(), 2u);
-    EXPECT_EQ(failures[0].datastore, "store");
+    EXPECT_EQ(failures[0].instance_name, "store");
     EXPECT_EQ(failures[0].reason, "no such column: nope");
 }
 
@@ -296,7 +296,7 @@ TEST_F(StreamQuery, StoppingEndsTheWholeReadAndACallbacksExceptionComesThrough) 
     }));
     EXPECT_EQ(rows, (std::vector<Cells>{{"first", "1"}, {"first", "2"}}));
 
-    std::vector<StreamFailure> failures;
+    std::vector<DatastoreFailure> failures;
     EXPECT_THROW(
         stream_rows(
             "SELECT * FROM vexa_1", 2,

@@ -346,7 +346,9 @@ TEST_F(MonitoringCommands, MetricsOfTheDatastoresThatOpenedAreWrittenAndTheOther
                            {"Unique_timestamp", kNow * 1000000},
                            {"Duration", 1.5}}
                           .dump());
-    ASSERT_EQ(0, stored.status) << stored.err;
+    // Stored in "good"; "broken" did not open, which insert reports with status 1.
+    ASSERT_EQ(1, stored.status) << stored.err;
+    ASSERT_EQ(0u, stored.out.rfind("stored 1 record in good ", 0)) << stored.out;
 
     auto outcome = run({"--config", config, "metrics"});
     EXPECT_EQ(1, outcome.status);

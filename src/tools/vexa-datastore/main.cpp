@@ -2,6 +2,7 @@
 // checker from the command line. This file wires the command line to the
 // commands and turns failures into one line and an exit status.
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 
@@ -12,6 +13,8 @@
 #include "monitoring/check_status.h"
 #include "output/output.h"
 #include "support/closest_name.h"
+#include "support/datastore_failures.h"
+#include "support/time_limit.h"
 
 namespace {
 
@@ -65,7 +68,8 @@ int main(int argc, char** argv) {
         vexa::datastore::DEFAULT_DATA_SOURCE +
         ".\n"
         "Global options may also follow the command. Every command has --help.\n"
-        "Exit status: 0 done, 1 failed (or insert skipped lines), 2 usage error.\n"
+        "Exit status: 0 done, 1 failed (or insert skipped lines, or a datastore failed\n"
+        "or did not open: the others still answer), 2 usage error.\n"
         "Example:\n  vexa-datastore demo && vexa-datastore latest -p disk_usage");
     app.fallthrough();  // global options may follow the command
     app.set_version_flag("--version", "vexa-datastore " VEXA_VERSION);
@@ -86,6 +90,10 @@ int main(int argc, char** argv) {
         ->check(CLI::IsMember({"time"}))
         ->type_name("time");
     app.add_flag("-v,--verbose", global.verbosity, "also print the library's diagnostics");
+    app.add_option("--timeout", global.timeout,
+                   "a datastore call that takes longer fails (default: no limit)")
+        ->check(CLI::Range(1u, 86400u))
+        ->type_name("SECONDS");
 
     Run* run = nullptr;
     add_commands(app, run);
@@ -121,6 +129,7 @@ int main(int argc, char** argv) {
         global.config_file = config;
     }
     vexa::log::LOG_LEVEL = global.verbosity > 0 ? 7 : 3;
+    set_datastore_time_limit(std::chrono::seconds(global.timeout));
 
     int status = 1;
     try {
@@ -130,9 +139,15 @@ int main(int argc, char** argv) {
     } catch (UsageError const& e) {
         report(e.what());
         status = kUsageStatus;
+    } catch (NoDatastoreAnswered const&) {
+        status = 1;  // the failures say it all, below
     } catch (std::exception const& e) {
         report(e.what());
         status = 1;
+    }
+    for (auto const& failure : take_failures()) {
+        report(failure.text());
+        status = status == 0 ? 1 : status;
     }
     // Closes the datastores (an SQLite file is checkpointed) before the
     // library's static data goes.

@@ -7,6 +7,8 @@
 #include <datastore/extension.h>
 #include <datastore/parse_utility.h>
 
+#include "failure_reasons.h"
+
 namespace vexa::datastore {
 
 namespace {
@@ -51,7 +53,16 @@ DataStoreController::Impl::Results DataStoreController::Impl::load_impl(
     for (DataStoreConfig const& config : configs) {
         std::string const path = library_path(config);
         if (libraries_.count(path) == 0) {
-            libraries_.emplace(path, load_extension_library(path));
+            try {
+                libraries_.emplace(path, load_extension_library(path));
+            } catch (ExtensionLibraryRefused const& refused) {
+                // The instance will not open, for the library's reason.
+                detail::remember_open_result(
+                    config.instance_name,
+                    DatastoreFailure{config.instance_name,
+                                     DataStoreExtension::OPERATION_UNSUCCESSFULL, refused.reason});
+                throw;
+            }
             results[newly_loaded++] = {path, kSuccess};
         }
         loaded.push_back(config);
@@ -75,6 +86,7 @@ DataStoreController::Impl::Results DataStoreController::Impl::open_impl(
         if (descriptions_.count(name) != 0) {
             throw std::runtime_error(instance_label(path, name) + " already open");
         }
+        detail::remember_open_result(name, std::nullopt);
         if (libraries_.count(path) == 0) {
             std::vector<DataStoreConfig> ignored;
             load_impl({config}, ignored);
@@ -89,6 +101,10 @@ DataStoreController::Impl::Results DataStoreController::Impl::open_impl(
         int const code = description.extension->open_instance(config.source_parameters);
         results[newly_opened++] = {name, code};
         if (code != kSuccess) {
+            // Asked now: the reason goes with the object.
+            detail::remember_open_result(
+                name,
+                DatastoreFailure{name, code, detail::last_failure_of(*description.extension)});
             // Leaving the scope releases the object through its library's destroy.
             throw std::runtime_error(instance_label(path, name) + " open failed");
         }

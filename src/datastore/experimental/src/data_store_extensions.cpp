@@ -8,10 +8,12 @@
 
 #include <datastore/controller.h>
 #include <datastore/extension.h>
+#include <datastore/failures.h>
 #include <datastore/parse_utility.h>
 #include <util/log.h>
 #include <util/str.h>
 
+#include "failure_reasons.h"
 #include "latest_rows.h"
 #include "operation_messages.h"
 
@@ -36,10 +38,11 @@ void log_query_result(int result, std::string const& name) {
 }
 
 // Runs `opcode` on one datastore and appends its rows, stamped with its name,
-// to `rows`. A failure or an exception is logged and its rows dropped.
+// to `rows`. A failure or an exception is logged, its rows dropped and its
+// entry added to `failures` (when not null).
 void collect_rows(DataStoreController& controller, unsigned short opcode,
                   ReadParameters const& parameters, DataStoreInstance const& datastore,
-                  std::vector<Row>& rows) {
+                  std::vector<Row>& rows, std::vector<DatastoreFailure>* failures) {
     std::string const& name = datastore.first.instance_name;
     try {
         std::vector<Row> fetched;
@@ -47,6 +50,7 @@ void collect_rows(DataStoreController& controller, unsigned short opcode,
             controller.control(datastore.second, opcode, &parameters, &fetched, nullptr);
         if (result != DataStoreExtension::OPERATION_SUCCESSFULL) {
             log_query_result(result, name);
+            detail::add_failure(failures, name, datastore.second, result);
             return;
         }
         for (Row& row : fetched) {
@@ -68,7 +72,32 @@ void collect_rows(DataStoreController& controller, unsigned short opcode,
             << "\""
             << " from the datastore source "
             << "\"" << name << "\"";
+        detail::add_thrown(failures, name);
     }
+}
+
+// execControl, also telling which datastores failed.
+bool exec_control(unsigned short opcode, ReadParameters const& parameters, std::vector<Row>& rows,
+                  std::vector<DatastoreFailure>* failures) try {
+    rows.clear();
+    if (failures != nullptr) {
+        failures->clear();
+    }
+    std::shared_ptr<DataStoreController> controller =
+        DataStoreController::createDataStoreController().lock();
+    if (!controller) {
+        return false;
+    }
+    for (DataStoreInstance const& datastore : DataStoreParseUtility::get_datastore_vector()) {
+        // Datastores that only stream data hold no rows to read.
+        if (datastore.first.source_types.test(data)) {
+            collect_rows(*controller, opcode, parameters, datastore, rows, failures);
+        }
+    }
+    return !rows.empty();
+} catch (...) {
+    rows.clear();
+    return false;
 }
 
 }  // namespace
@@ -109,28 +138,21 @@ int execute_ioctl(std::vector<std::string> names, unsigned short opcode, void co
     return 0;
 }
 
-bool execControl(unsigned short opcode, ReadParameters const& parameters,
-                 std::vector<Row>& rows) try {
-    rows.clear();
-    std::shared_ptr<DataStoreController> controller =
-        DataStoreController::createDataStoreController().lock();
-    if (!controller) {
-        return false;
-    }
-    for (DataStoreInstance const& datastore : DataStoreParseUtility::get_datastore_vector()) {
-        // Datastores that only stream data hold no rows to read.
-        if (datastore.first.source_types.test(data)) {
-            collect_rows(*controller, opcode, parameters, datastore, rows);
-        }
-    }
-    return !rows.empty();
-} catch (...) {
-    rows.clear();
-    return false;
+bool execControl(unsigned short opcode, ReadParameters const& parameters, std::vector<Row>& rows) {
+    return exec_control(opcode, parameters, rows, nullptr);
 }
 
 bool select_data(std::string query, std::vector<Row>& rows,
                  std::map<std::string, int> const& fields, bool /*flag*/) {
+    return select_data_with_failures(std::move(query), rows, fields, nullptr);
+}
+
+bool select_data_with_failures(std::string query, std::vector<Row>& rows,
+                               std::map<std::string, int> const& fields,
+                               std::vector<DatastoreFailure>* failures) {
+    if (failures != nullptr) {
+        failures->clear();
+    }
     if (query.empty()) {
         rows.clear();
         return false;
@@ -140,11 +162,21 @@ bool select_data(std::string query, std::vector<Row>& rows,
     sql.fields = fields;
     ReadParameters parameters;
     parameters.sql = &sql;
-    return execControl(OP_SELECT, parameters, rows);
+    return exec_control(OP_SELECT, parameters, rows, failures);
 }
 
 bool select_provider_data(std::vector<std::string> providers, std::vector<Row>& rows,
                           std::string selection, bool /*flag*/) {
+    return select_provider_data_with_failures(std::move(providers), rows, std::move(selection),
+                                              nullptr);
+}
+
+bool select_provider_data_with_failures(std::vector<std::string> providers, std::vector<Row>& rows,
+                                        std::string selection,
+                                        std::vector<DatastoreFailure>* failures) {
+    if (failures != nullptr) {
+        failures->clear();
+    }
     if (providers.empty()) {
         rows.clear();
         return false;
@@ -154,7 +186,7 @@ bool select_provider_data(std::vector<std::string> providers, std::vector<Row>& 
     ReadParameters parameters;
     parameters.providers = std::move(providers);
     parameters.sql = &sql;
-    return execControl(OP_SELECT, parameters, rows);
+    return exec_control(OP_SELECT, parameters, rows, failures);
 }
 
 bool get_latest_rows_provider_data(std::vector<std::string> const& providers,
@@ -169,6 +201,16 @@ bool get_latest_rows_provider_data(std::vector<std::string> const& providers,
 bool get_latest_rows_provider_hosts_data(std::vector<std::string> const& providers,
                                          std::vector<Row>& rows,
                                          std::vector<std::string> const& hosts, bool /*flag*/) {
+    return get_latest_rows_provider_hosts_data_with_failures(providers, rows, hosts, nullptr);
+}
+
+bool get_latest_rows_provider_hosts_data_with_failures(std::vector<std::string> const& providers,
+                                                       std::vector<Row>& rows,
+                                                       std::vector<std::string> const& hosts,
+                                                       std::vector<DatastoreFailure>* failures) {
+    if (failures != nullptr) {
+        failures->clear();
+    }
     if (providers.empty()) {
         rows.clear();
         return false;
@@ -177,7 +219,7 @@ bool get_latest_rows_provider_hosts_data(std::vector<std::string> const& provide
     parameters.providers = providers;
     parameters.hostnames = hosts;
     std::vector<Row> merged;
-    bool const found = execControl(OP_GET_LATEST_ROWS, parameters, merged);
+    bool const found = exec_control(OP_GET_LATEST_ROWS, parameters, merged, failures);
     // Each datastore sends its own latest rows; only the greatest stamp of a
     // provider and host survives across all of them.
     detail::keep_latest_rows(merged, rows);
@@ -186,6 +228,11 @@ bool get_latest_rows_provider_hosts_data(std::vector<std::string> const& provide
 
 bool get_hosts_data(std::vector<Row>& rows, std::map<std::string, int> const& fields,
                     bool /*flag*/) {
+    return get_hosts_data_with_failures(rows, fields, nullptr);
+}
+
+bool get_hosts_data_with_failures(std::vector<Row>& rows, std::map<std::string, int> const& fields,
+                                  std::vector<DatastoreFailure>* failures) {
     SQLParameters sql;
     sql.fields = fields;
     ReadParameters parameters;
@@ -193,7 +240,7 @@ bool get_hosts_data(std::vector<Row>& rows, std::map<std::string, int> const& fi
     // datastores run their own hosts query, so the name is informative only.
     parameters.providers = {"uname"};
     parameters.sql = &sql;
-    return execControl(OP_SELECT_HOSTS, parameters, rows);
+    return exec_control(OP_SELECT_HOSTS, parameters, rows, failures);
 }
 
 }  // namespace vexa::datastore

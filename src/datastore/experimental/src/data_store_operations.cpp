@@ -8,9 +8,11 @@
 
 #include <datastore/controller.h>
 #include <datastore/extension.h>
+#include <datastore/failures.h>
 #include <datastore/parse_utility.h>
 #include <util/log.h>
 
+#include "failure_reasons.h"
 #include "operation_messages.h"
 
 namespace vexa::datastore {
@@ -20,13 +22,16 @@ namespace {
 // Runs `opcode` with `in` on every data datastore in registry order, each
 // filling a fresh `Answer`, and hands every successful answer to
 // `take(name, answer)`, which says whether it was kept. Failures are logged
-// and skipped; the names of datastores answering 512 go to `unsupported`.
-// True when an answer was kept.
+// and skipped; the names of datastores answering 512 go to `unsupported`,
+// the other failures to `failures`. True when an answer was kept.
 template <typename Answer, typename Take>
 bool run_everywhere(unsigned short opcode, void const* in, std::vector<std::string>* unsupported,
-                    Take take) try {
+                    std::vector<DatastoreFailure>* failures, Take take) try {
     if (unsupported != nullptr) {
         unsupported->clear();
+    }
+    if (failures != nullptr) {
+        failures->clear();
     }
     std::shared_ptr<DataStoreController> const controller =
         DataStoreController::createDataStoreController().lock();
@@ -41,14 +46,22 @@ bool run_everywhere(unsigned short opcode, void const* in, std::vector<std::stri
         std::string const& name = datastore.first.instance_name;
         Answer answer{};
         int result = DataStoreExtension::OPERATION_UNSUCCESSFULL;
+        bool threw = false;
         try {
             result = controller->control(datastore.second, opcode, in, &answer, nullptr);
         } catch (...) {
             // A plug-in that lets an exception out has failed, like one that says so.
+            threw = true;
         }
         detail::log_operation_result(result, opcode, name);
-        if (result == DataStoreExtension::UNSUPPORTED_OPERATION && unsupported != nullptr) {
-            unsupported->push_back(name);
+        if (result == DataStoreExtension::UNSUPPORTED_OPERATION) {
+            if (unsupported != nullptr) {
+                unsupported->push_back(name);
+            }
+        } else if (threw) {
+            detail::add_thrown(failures, name);
+        } else if (result != DataStoreExtension::OPERATION_SUCCESSFULL) {
+            detail::add_failure(failures, name, datastore.second, result);
         }
         if (result == DataStoreExtension::OPERATION_SUCCESSFULL && take(name, std::move(answer))) {
             kept = true;
@@ -62,17 +75,22 @@ bool run_everywhere(unsigned short opcode, void const* in, std::vector<std::stri
 
 }  // namespace
 
-bool select_table(std::string const& query, Table& out, std::vector<std::string>* unsupported) {
+bool select_table(std::string const& query, Table& out, std::vector<std::string>* unsupported,
+                  std::vector<DatastoreFailure>* failures) {
     out = Table{};
     if (query.empty()) {
         if (unsupported != nullptr) {
             unsupported->clear();
         }
+        if (failures != nullptr) {
+            failures->clear();
+        }
         return false;
     }
     std::string first_name;
     bool const answered = run_everywhere<Table>(
-        OP_QUERY_TABLE, &query, unsupported, [&](std::string const& name, Table&& answer) {
+        OP_QUERY_TABLE, &query, unsupported, failures,
+        [&](std::string const& name, Table&& answer) {
             if (out.columns.empty()) {
                 first_name = name;
                 out.columns.reserve(answer.columns.size() + 1);
@@ -98,9 +116,9 @@ bool select_table(std::string const& query, Table& out, std::vector<std::string>
 
 bool prune_rows(PruneRequest const& request,
                 std::vector<std::pair<std::string, std::uint64_t>>& removed,
-                std::vector<std::string>* unsupported) {
+                std::vector<std::string>* unsupported, std::vector<DatastoreFailure>* failures) {
     removed.clear();
-    return run_everywhere<std::uint64_t>(OP_PRUNE, &request, unsupported,
+    return run_everywhere<std::uint64_t>(OP_PRUNE, &request, unsupported, failures,
                                          [&](std::string const& name, std::uint64_t&& count) {
                                              removed.emplace_back(name, count);
                                              return true;

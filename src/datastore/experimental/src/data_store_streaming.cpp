@@ -9,6 +9,7 @@
 
 #include <datastore/controller.h>
 #include <datastore/extension.h>
+#include <datastore/failures.h>
 #include <datastore/parse_utility.h>
 #include <util/log.h>
 
@@ -190,7 +191,7 @@ std::string last_failure(DataStoreController& controller, Handle const& handle) 
 
 template <typename Block>
 bool stream_everywhere(std::string const& query, BlockSink<Block>& sink,
-                       std::vector<StreamFailure>* failures,
+                       std::vector<DatastoreFailure>* failures,
                        std::vector<std::string>* unsupported) {
     if (failures != nullptr) {
         failures->clear();
@@ -229,7 +230,7 @@ bool stream_everywhere(std::string const& query, BlockSink<Block>& sink,
             std::string reason = streamed.failure.empty()
                                      ? last_failure(*controller, datastore.second)
                                      : streamed.failure;
-            failures->push_back({name, std::move(reason)});
+            failures->push_back({name, result, std::move(reason)});
         }
         if (sink.stopped()) {
             break;
@@ -242,14 +243,14 @@ bool stream_everywhere(std::string const& query, BlockSink<Block>& sink,
 
 bool stream_table(std::string const& query, std::size_t block_rows,
                   std::function<bool(Table const&)> const& on_block,
-                  std::vector<StreamFailure>* failures, std::vector<std::string>* unsupported) {
+                  std::vector<DatastoreFailure>* failures, std::vector<std::string>* unsupported) {
     TableSink sink(block_rows, on_block);
     return stream_everywhere(query, sink, failures, unsupported);
 }
 
 bool stream_rows(std::string const& query, std::size_t block_rows,
                  std::function<bool(std::vector<Row> const&)> const& on_block,
-                 std::vector<StreamFailure>* failures, std::vector<std::string>* unsupported) {
+                 std::vector<DatastoreFailure>* failures, std::vector<std::string>* unsupported) {
     RowSink sink(block_rows, on_block);
     return stream_everywhere(query, sink, failures, unsupported);
 }

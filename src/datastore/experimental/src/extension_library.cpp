@@ -28,24 +28,31 @@ std::string loader_error() {
 
 constexpr int kWarning = 4;
 
-// Whether `path` names an existing file; warns when it does not.
-bool file_exists(std::string const& path) {
+// Throws "Invalid extension name/path" unless `path` names an existing
+// file, warning why.
+void require_file(std::string const& path) {
     struct stat status;
-    if (stat(path.c_str(), &status) == 0) {
-        return true;
+    if (!path.empty() && stat(path.c_str(), &status) == 0) {
+        return;
+    }
+    std::string const text = "Invalid extension name/path " + path;
+    if (path.empty()) {
+        // An empty path is refused as it is, without asking the file system.
+        throw ExtensionLibraryRefused(text, text);
     }
     int const error = errno;
-    log::ErrorLog(kWarning).stream()
-        << "opendir failed on " << path << ": " << error << ": " << std::strerror(error);
-    return false;
+    std::string const reason =
+        "opendir failed on " + path + ": " + std::to_string(error) + ": " + std::strerror(error);
+    log::ErrorLog(kWarning).stream() << reason;
+    throw ExtensionLibraryRefused(text, reason);
 }
 
 // Refuses the library at `path` that the loader cannot (or must not try to)
 // map, for the reason `reason`.
 [[noreturn]] void refuse_library(std::string const& path, std::string const& reason) {
-    log::ErrorLog(kWarning).stream()
-        << "error opening extension library " << path << ": '" << reason << "'";
-    throw std::runtime_error("unable to load datastore extension " + path);
+    std::string const warning = "error opening extension library " + path + ": '" + reason + "'";
+    log::ErrorLog(kWarning).stream() << warning;
+    throw ExtensionLibraryRefused("unable to load datastore extension " + path, warning);
 }
 
 // The entry point `name` of `handle`; closes the library and throws `message`
@@ -54,7 +61,7 @@ void* require_symbol(void* handle, char const* name, char const* message, std::s
     void* symbol = find_symbol(handle, name);
     if (symbol == nullptr) {
         close_library(handle);
-        throw std::runtime_error(message + path);
+        throw ExtensionLibraryRefused(message + path, message + path);
     }
     return symbol;
 }
@@ -79,10 +86,7 @@ void refuse_other_interface_version(void* handle, std::string const& path) {
 }  // namespace
 
 DSExtensionData load_extension_library(std::string const& path) {
-    // An empty path is refused as it is, without asking the file system.
-    if (path.empty() || !file_exists(path)) {
-        throw std::runtime_error("Invalid extension name/path " + path);
-    }
+    require_file(path);
     // Worded as the loader words its own refusals: the file, then why.
     std::string const fault = plugin_file_fault(path);
     if (!fault.empty()) {

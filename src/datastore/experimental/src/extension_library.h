@@ -2,7 +2,9 @@
 #ifndef VEXA_DATASTORE_EXTENSION_LIBRARY_H_
 #define VEXA_DATASTORE_EXTENSION_LIBRARY_H_
 
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace vexa::datastore {
 
@@ -27,7 +29,17 @@ struct DSExtensionData {
 // closed again before the throw, and so is one that exports another
 // PLUGIN_INTERFACE_VERSION (refused as unable to load, with both versions
 // in the warning).
+// Every one of them is an ExtensionLibraryRefused.
 DSExtensionData load_extension_library(std::string const& path);
+
+// A plug-in library refused: what() is the fixed text above, `reason` the
+// whole cause, worded as the warning logged for it (or as what() when none
+// is logged), for the instances that cannot open for it.
+struct ExtensionLibraryRefused : std::runtime_error {
+    ExtensionLibraryRefused(std::string const& text, std::string cause)
+        : std::runtime_error(text), reason(std::move(cause)) {}
+    std::string reason;
+};
 
 }  // namespace vexa::datastore
 

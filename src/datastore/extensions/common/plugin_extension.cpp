@@ -31,6 +31,31 @@ int result_of(bool succeeded) {
 PluginExtension::PluginExtension() { hosts_query = composed_hosts_query(); }
 
 int PluginExtension::control(unsigned short opcode, void const* in, void* out, void* extra) {
+    if (opcode == OP_LAST_FAILURE) {
+        if (out == nullptr) {
+            return OPERATION_UNSUCCESSFULL;
+        }
+        try {
+            *static_cast<std::string*>(out) = last_failure_.reason();
+            return OPERATION_SUCCESSFULL;
+        } catch (...) {
+            return OPERATION_UNSUCCESSFULL;
+        }
+    }
+    last_failure_.begin_call();
+    int const result = dispatch(opcode, in, out, extra);
+    if (result == OPERATION_UNSUCCESSFULL) {
+        std::string refusal;
+        try {
+            refusal = "refused by " + describe();
+        } catch (...) {
+        }
+        last_failure_.end_failed_call(refusal);
+    }
+    return result;
+}
+
+int PluginExtension::dispatch(unsigned short opcode, void const* in, void* out, void* extra) {
     try {
         switch (opcode) {
             case OP_QUERY_TABLE:
@@ -56,6 +81,7 @@ int PluginExtension::control(unsigned short opcode, void const* in, void* out, v
         }
     } catch (std::exception const& error) {
         log_instance_failure(instance_name, error.what());
+        note_failure(error.what());
     } catch (...) {
     }
     return OPERATION_UNSUCCESSFULL;

@@ -10,6 +10,8 @@
 #include <datastore/extension.h>
 #include <datastore/operations.h>
 
+#include "last_failure.h"
+
 namespace vexa::datastore::common {
 
 // An interface whose control() also serves the project's own operations
@@ -17,6 +19,11 @@ namespace vexa::datastore::common {
 // every other opcode to interface::control. A null record fails an
 // operation without a call; an operation that throws is answered 1, its
 // reason logged for the instance at level 4. control() never throws.
+//
+// control() also serves OP_LAST_FAILURE: every call through it that answers
+// 1 keeps its reason for the calling thread (what the plug-in noted with
+// note_failure() or threw, else that the instance refused the call, with
+// its describe() text), and so does remember_failure().
 class PluginExtension : public interface {
   public:
     // Starts with the composed hosts query.
@@ -25,6 +32,11 @@ class PluginExtension : public interface {
     int control(unsigned short opcode, void const* in, void* out, void* extra) override;
 
   protected:
+    // Keeps `reason` as this instance's last failure in the calling thread,
+    // for a failure outside control(), such as open_instance()'s; the
+    // library asks for it before it destroys an instance that did not open.
+    void remember_failure(std::string const& reason) noexcept { last_failure_.keep(reason); }
+
     // The limit OP_SET_TIME_LIMIT set last (0: none); each call of the
     // plug-in reads it when it starts. Any thread may read or set it.
     std::chrono::milliseconds time_limit() const { return time_limit_.load(); }
@@ -47,10 +59,13 @@ class PluginExtension : public interface {
     virtual int insert_operation(void const* in, void* out, void* extra);
 
   private:
+    // control() but OP_LAST_FAILURE, which must not replace what it reports.
+    int dispatch(unsigned short opcode, void const* in, void* out, void* extra);
     // OP_STREAM_QUERY with control()'s records, its failure's reason kept in
     // the result for the caller.
     int stream_query(void const* in, void* out);
 
+    LastFailure last_failure_;
     std::atomic<std::chrono::milliseconds> time_limit_{std::chrono::milliseconds::zero()};
 };
 

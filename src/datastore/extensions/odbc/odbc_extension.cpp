@@ -58,6 +58,7 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
         } catch (std::runtime_error const& error) {
             // Logged without a source: none has been read.
             log_warning(std::string("odbc: ") + error.what());
+            remember_failure(error.what());
             return OPERATION_UNSUCCESSFULL;
         }
         if (environment_ == nullptr) {
@@ -83,6 +84,7 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
         inserter_.reset();
         connection_.reset();
         log_warning("odbc " + source_.display() + ": " + error.what());
+        remember_failure(error.what());
     } catch (...) {
         inserter_.reset();
         connection_.reset();
@@ -141,6 +143,7 @@ ReadOnlyRead OdbcExtension::read_only_read() {
 
 void OdbcExtension::after_failure(std::exception const& error) {
     pending_.clear();
+    common::note_failure(error.what());  // the driver's diagnostics, for OP_LAST_FAILURE
     if (batch_.is_running()) {
         batch_.roll_back(connection_ == nullptr ? SQL_NULL_HDBC : connection_->get(), instance_name,
                          error.what());

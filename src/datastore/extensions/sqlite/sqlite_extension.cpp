@@ -22,9 +22,11 @@ namespace vexa::datastore::sqlite_plugin {
 namespace {
 
 // The library reports only that an operation failed; the reason goes to the
-// log, "sqlite3 PATH: reason" ("sqlite3: reason" before a path is known).
+// log, "sqlite3 PATH: reason" ("sqlite3: reason" before a path is known), and
+// is noted for OP_LAST_FAILURE.
 // Nothing may escape open_instance(), not even from logging.
 void log_failure(std::string const& path, char const* reason) noexcept {
+    common::note_failure(reason);
     try {
         log::ErrorLog(4).stream() << "sqlite3" << (path.empty() ? "" : " ") << path << ": "
                                   << reason;
@@ -89,6 +91,7 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
     } catch (std::exception const& error) {
         close();
         log_failure(path_, error.what());
+        remember_failure(error.what());
     } catch (...) {
         close();
     }

@@ -4,9 +4,12 @@
 
 #include "commands/commands.h"
 #include "monitoring/check_status.h"
+#include "monitoring/check_watchdog.h"
 #include "monitoring/monitored_grid.h"
+#include "support/datastore_failures.h"
 #include "support/open_datastores.h"
 #include "support/time_arguments.h"
+#include "support/time_limit.h"
 
 namespace vexa::tool {
 
@@ -19,6 +22,7 @@ struct CheckOptions {
     std::string stale = "15m";
     std::string warn = "0";
     std::string crit = "0";
+    unsigned timeout = 30;  // seconds
 };
 
 CheckOptions options;
@@ -33,6 +37,12 @@ void add_check_options(CLI::App* command) {
         ->capture_default_str();
     command->add_option("--crit", options.crit, "CRITICAL when more hosts than N failed")
         ->type_name("N")
+        ->capture_default_str();
+    command
+        ->add_option("-t,--timeout", options.timeout,
+                     "UNKNOWN when the datastores have not answered by then")
+        ->check(CLI::Range(1u, 86400u))
+        ->type_name("SECONDS")
         ->capture_default_str();
 }
 
@@ -59,19 +69,34 @@ CheckVerdict verdict(GlobalOptions const& global) {
                                   "\" did not open: " + error)}};
         }
     }
+    set_waiting_for("reading the latest results");
     auto const grid = read_health_grid(options.providers, now_seconds(), stale_after);
+    // Hosts of a datastore that did not answer are unknown, not passed.
+    std::string failed;
+    for (auto const& failure : take_failures()) {
+        failed += (failed.empty() ? "" : "; ") + failure.text();
+    }
+    if (!failed.empty()) {
+        return {check_unknown, {unknown_line(failed)}};
+    }
     return check_health(grid, thresholds);
 }
 
 }  // namespace
 
 int run_check(GlobalOptions const& global) {
+    std::chrono::seconds const limit(options.timeout);
+    if (datastore_time_limit().count() == 0 || datastore_time_limit() > limit) {
+        set_datastore_time_limit(limit);  // a plug-in that keeps to it names the cause
+    }
     CheckVerdict result;
     try {
+        CheckWatchdog const watchdog(limit);
         result = verdict(global);
     } catch (std::exception const& e) {
         result = {check_unknown, {unknown_line(e.what())}};
     }
+    take_failures();  // the status line names them; nothing more goes to standard error
     for (auto const& line : result.lines) {
         std::cout << line << '\n';
     }

@@ -86,10 +86,12 @@ Command const kCommands[] = {
      add_metrics_options, run_metrics},
     {"check", "a monitoring plug-in: status line, performance data, failing hosts",
      "vexa-datastore check --stale 30m --warn 0 --crit 5",
-     "Exit status: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN (no results, or a\n"
-     "datastore that does not open). CRITICAL when more hosts failed than --crit,\n"
-     "WARNING when more failed than --warn or any host is stale: its latest result of\n"
-     "a provider is older than --stale, or missing while it reports others.\n",
+     "Exit status: 0 OK, 1 WARNING, 2 CRITICAL, 3 UNKNOWN (no results, a datastore\n"
+     "that does not open or fails to answer, or no answer within --timeout, which\n"
+     "ends the check however the datastore hangs). CRITICAL when more hosts failed\n"
+     "than --crit, WARNING when more failed than --warn or any host is stale: its\n"
+     "latest result of a provider is older than --stale, or missing while it reports\n"
+     "others.\n",
      add_check_options, run_check},
     {"config", "check the datastore configuration without opening a datastore",
      "vexa-datastore config check --config /etc/vexa/datastores.xml",
@@ -119,7 +121,9 @@ std::string global_options() {
            "  --wide                   never cut tables to the terminal's width\n"
            "  --utc                    times in tables in UTC instead of local time\n"
            "  --sort time              rows of several datastores ordered by time, oldest first\n"
-           "  -v, --verbose            also print the library's diagnostics\n";
+           "  -v, --verbose            also print the library's diagnostics\n"
+           "  --timeout SECONDS        a datastore call that takes longer fails (default: no "
+           "limit)\n";
 }
 
 }  // namespace

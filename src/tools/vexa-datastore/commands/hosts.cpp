@@ -1,7 +1,7 @@
 // The hosts command: the latest host record (uname) of every host.
 #include "commands/commands.h"
 #include "output/rows.h"
-#include "support/failed_datastores.h"
+#include "support/datastore_failures.h"
 #include "support/open_datastores.h"
 
 namespace vexa::tool {
@@ -9,11 +9,9 @@ namespace vexa::tool {
 int run_hosts(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::read);
     std::vector<datastore::Row> rows;
-    if (!datastore::get_hosts_data(rows, datastore::column_index_map)) {
-        datastore::SQLParameters sql;
-        datastore::ReadParameters parameters{{"uname"}, {}, &sql};
-        throw_if_a_datastore_failed(datastore::OP_SELECT_HOSTS, parameters, "the hosts query");
-    }
+    std::vector<datastore::DatastoreFailure> failures;
+    datastore::get_hosts_data_with_failures(rows, datastore::column_index_map, &failures);
+    note_failures(failures, "the hosts query");
     print_rows(rows, global);
     return failed == 0 ? 0 : 1;
 }

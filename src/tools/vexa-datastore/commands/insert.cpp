@@ -72,25 +72,10 @@ std::string reason(std::exception const& e) {
     return text;
 }
 
-}  // namespace
-
-int run_insert(GlobalOptions const& global) {
-    bool from_stdin = options.file == "-";
-    std::string const source = from_stdin ? "standard input" : options.file;
-    std::ifstream file;
-    if (!from_stdin) {
-        if (std::filesystem::is_directory(options.file)) {
-            throw std::runtime_error("cannot read " + options.file + ": it is a directory");
-        }
-        file.open(options.file);
-        if (!file) {
-            throw std::runtime_error("cannot read " + options.file + ": " + std::strerror(errno));
-        }
-    }
-    std::istream& input = from_stdin ? std::cin : file;
-
-    open_datastores(global.config_file, Access::write);
-    RecordWriter writer(options.datastore, options.batch);
+// Stores every record of `input` through `writer` and commits them; returns
+// how many lines were skipped. Throws std::runtime_error when a record could
+// not be stored anywhere, a commit failed or the input could not be read.
+std::size_t store_records(std::istream& input, std::string const& source, RecordWriter& writer) {
     Progress progress("inserting records", 0);
     std::size_t skipped = 0;
     std::size_t number = 0;
@@ -115,7 +100,6 @@ int run_insert(GlobalOptions const& global) {
             continue;
         }
         if (!writer.write(record)) {
-            std::cout << writer.report() << '\n';
             throw std::runtime_error(
                 source + " line " + std::to_string(number) +
                 ": no datastore stored the record (tried " + writer.described_targets() + ")" +
@@ -127,8 +111,42 @@ int run_insert(GlobalOptions const& global) {
         throw std::runtime_error("cannot read " + source + " after line " + std::to_string(number));
     }
     writer.finish();
+    return skipped;
+}
+
+}  // namespace
+
+int run_insert(GlobalOptions const& global) {
+    bool from_stdin = options.file == "-";
+    std::string const source = from_stdin ? "standard input" : options.file;
+    std::ifstream file;
+    if (!from_stdin) {
+        if (std::filesystem::is_directory(options.file)) {
+            throw std::runtime_error("cannot read " + options.file + ": it is a directory");
+        }
+        file.open(options.file);
+        if (!file) {
+            throw std::runtime_error("cannot read " + options.file + ": " + std::strerror(errno));
+        }
+    }
+    std::istream& input = from_stdin ? std::cin : file;
+
+    std::size_t const not_opened = open_datastores(global.config_file, Access::write);
+    RecordWriter writer(options.datastore, options.batch);
+    std::size_t skipped = 0;
+    try {
+        skipped = store_records(input, source, writer);
+    } catch (std::runtime_error const&) {
+        // What the datastores took before the failure is kept, and said.
+        std::string const lost = writer.commit_open_batches();
+        std::cout << writer.report() << '\n';
+        if (!lost.empty()) {
+            std::cerr << "vexa-datastore: " << lost << '\n';
+        }
+        throw;
+    }
     std::cout << writer.report() << '\n';
-    return skipped == 0 ? 0 : 1;
+    return skipped == 0 && not_opened == 0 ? 0 : 1;
 }
 
 }  // namespace vexa::tool

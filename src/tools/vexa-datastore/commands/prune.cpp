@@ -5,6 +5,7 @@
 
 #include "commands/commands.h"
 #include "output/output.h"
+#include "support/datastore_failures.h"
 #include "support/names.h"
 #include "support/open_datastores.h"
 #include "support/time_arguments.h"
@@ -42,7 +43,8 @@ int run_prune(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::write);
     std::vector<std::pair<std::string, std::uint64_t>> removed;
     std::vector<std::string> unsupported;
-    datastore::prune_rows(request, removed, &unsupported);
+    std::vector<datastore::DatastoreFailure> failures;
+    datastore::prune_rows(request, removed, &unsupported, &failures);
     Table table{{"datastore", options.dry_run ? "would_remove" : "removed"}, {}};
     for (auto const& [name, count] : removed) {
         table.rows.push_back({name, count});
@@ -52,10 +54,8 @@ int run_prune(GlobalOptions const& global) {
         std::cerr << "vexa-datastore: warning: datastore " << quoted_list(unsupported)
                   << " cannot remove results (its plug-in does not serve it)\n";
     }
-    std::size_t answered = removed.size() + unsupported.size();
-    if (answered < datastore::DataStoreParseUtility::get_datastore_vector().size()) {
-        throw std::runtime_error("a datastore failed to remove results (-v shows which)");
-    }
+    note_failures(failures,
+                  options.dry_run ? "the count of old results" : "the removal of old results");
     return failed == 0 && unsupported.empty() ? 0 : 1;
 }
 

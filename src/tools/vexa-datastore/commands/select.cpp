@@ -2,7 +2,7 @@
 #include "commands/commands.h"
 #include "output/rows.h"
 #include "output/streamed_reads.h"
-#include "support/failed_datastores.h"
+#include "support/datastore_failures.h"
 #include "support/names.h"
 #include "support/open_datastores.h"
 #include "support/selection_query.h"
@@ -11,9 +11,7 @@
 
 namespace vexa::tool {
 
-using datastore::ReadParameters;
 using datastore::Row;
-using datastore::SQLParameters;
 
 namespace {
 
@@ -90,15 +88,14 @@ int run_select(GlobalOptions const& global) {
                                 (condition.empty() ? "" : " where \"" + condition + "\"");
     if (auto query = selection_query(providers, condition, options.limit, global);
         query && !providers.empty()) {
-        throw_stream_failures(print_streamed_records(*query, options.limit, global), request);
+        note_failures(print_streamed_records(*query, options.limit, global), request);
         return failed == 0 ? 0 : 1;
     }
     std::vector<Row> rows;
-    if (!providers.empty() && !datastore::select_provider_data(providers, rows, condition)) {
-        SQLParameters sql;
-        sql.filter = condition;
-        throw_if_a_datastore_failed(datastore::OP_SELECT, ReadParameters{providers, {}, &sql},
-                                    request);
+    if (!providers.empty()) {
+        std::vector<datastore::DatastoreFailure> failures;
+        datastore::select_provider_data_with_failures(providers, rows, condition, &failures);
+        note_failures(failures, request);
     }
     if (options.limit > 0 && rows.size() > options.limit) {
         order_rows(rows, global);  // the limit keeps the first rows in the order asked for

@@ -1,5 +1,7 @@
 #include "monitoring/check_status.h"
 
+#include <algorithm>
+
 #include "output/time_text.h"
 
 namespace vexa::tool {
@@ -48,7 +50,14 @@ std::string cells_text(HealthGrid const& grid, std::size_t h, CellState state) {
 
 }  // namespace
 
-std::string unknown_line(std::string const& reason) { return status_line(check_unknown, reason); }
+std::string unknown_line(std::string const& reason) {
+    // A monitoring system reads the first line only: a reason broken over
+    // lines by a driver is joined.
+    std::string line = status_line(check_unknown, reason);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
+    return line;
+}
 
 CheckVerdict check_health(HealthGrid const& grid, CheckThresholds thresholds) {
     CheckVerdict verdict;

@@ -1,7 +1,5 @@
 #include "output/streamed_reads.h"
 
-#include <stdexcept>
-
 #include "output/record_text.h"
 #include "output/rows.h"
 
@@ -15,12 +13,12 @@ constexpr std::size_t kBlockRows = 1000;
 
 }  // namespace
 
-std::vector<datastore::StreamFailure> print_streamed_records(std::string const& query,
+std::vector<datastore::DatastoreFailure> print_streamed_records(std::string const& query,
                                                              std::size_t limit,
                                                              GlobalOptions const& global) {
     std::unique_ptr<RowOutput> output;
     std::size_t printed = 0;
-    std::vector<datastore::StreamFailure> failures;
+    std::vector<datastore::DatastoreFailure> failures;
     datastore::stream_rows(
         query, kBlockRows,
         [&](std::vector<datastore::Row> const& block) {
@@ -68,19 +66,6 @@ StreamedTable print_streamed_table(std::string const& query, GlobalOptions const
         },
         &streamed.failures, &streamed.unsupported);
     return streamed;
-}
-
-void throw_stream_failures(std::vector<datastore::StreamFailure> const& failures,
-                           std::string const& request) {
-    std::string message;
-    for (auto const& failure : failures) {
-        message += (message.empty() ? "" : "; ") +
-                   ("datastore \"" + failure.datastore + "\" failed to run " + request) +
-                   (failure.reason.empty() ? "" : ": " + failure.reason);
-    }
-    if (!message.empty()) {
-        throw std::runtime_error(message);
-    }
 }
 
 }  // namespace vexa::tool

@@ -23,7 +23,7 @@ namespace vexa::tool {
 // output opens with the first block, or at the end when no datastore failed,
 // so a read where every datastore failed prints nothing. Returns the
 // datastores that failed; the rows they gave before stay printed.
-std::vector<datastore::StreamFailure> print_streamed_records(std::string const& query,
+std::vector<datastore::DatastoreFailure> print_streamed_records(std::string const& query,
                                                              std::size_t limit,
                                                              GlobalOptions const& global);
 
@@ -36,18 +36,12 @@ struct StreamedTable {
     std::vector<std::string> columns;
     bool answered = false;
     std::vector<std::string> unsupported;
-    std::vector<datastore::StreamFailure> failures;
+    std::vector<datastore::DatastoreFailure> failures;
 };
 
 // Prints the answer of `query` with any columns, a cell that reads as a
 // number as a number and NULL as null.
 StreamedTable print_streamed_table(std::string const& query, GlobalOptions const& global);
-
-// Throws std::runtime_error naming each datastore of `failures`, what it was
-// asked (`request`, e.g. `the query "SELECT 1"`) and its reason; returns when
-// there is none.
-void throw_stream_failures(std::vector<datastore::StreamFailure> const& failures,
-                           std::string const& request);
 
 }  // namespace vexa::tool
 

@@ -8,7 +8,8 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "support/log_capture.h"
+#include "support/source_keys.h"
+#include "support/time_limit.h"
 #include "support/xml_documents.h"
 
 namespace vexa::tool {
@@ -57,27 +58,25 @@ std::vector<DataStoreConfig> read_configurations(std::string const& file) {
 
 namespace {
 
-// The instance opened read-only when it is an SQLite file.
+// The instance opened read-only when it is an SQLite file: its items as
+// written but read_only, which becomes true.
 DataStoreConfig for_reading(DataStoreConfig config) {
     if (config.type == datastore::sqlite3) {
-        std::string source = datastore::DEFAULT_DATA_SOURCE;
-        bool read_only = false;
-        parse_sqlite_params(config.source_parameters, source, read_only);
-        config.source_parameters = "source=" + source + "|read_only=true";
+        std::string items;
+        for (std::string const& item : str::split(config.source_parameters, '|', false)) {
+            if (str::stripws(item.substr(0, item.find('='))) != "read_only") {
+                items += item + "|";
+            }
+        }
+        config.source_parameters = items + "read_only=true";
     }
     return config;
 }
 
-// The plug-in's reason, when it logged one, without the location the
-// message names already.
-std::string open_failure(LogCapture const& log, std::exception const& error,
-                         std::string const& location) {
-    std::string reason = log.last_line();
-    if (reason.empty()) {
-        return error.what();
-    }
-    auto at = reason.find(location + ": ");
-    return at == std::string::npos ? reason : reason.substr(at + location.size() + 2);
+// The plug-in's reason, when it gave one, else the library's.
+std::string open_failure_reason(std::string const& instance_name, std::exception const& error) {
+    auto const failure = datastore::open_failure(instance_name);
+    return failure && !failure->reason.empty() ? failure->reason : error.what();
 }
 
 // SQLite reports every file it cannot open with one text; the system's
@@ -102,33 +101,41 @@ std::string system_reason(DataStoreConfig const& config, std::string const& reas
     return std::strerror(cause);
 }
 
+// Opens the instance `one` holds; why it did not open, or "".
+std::string opening_error(std::vector<DataStoreConfig>& one, bool is_default, Access mode) {
+    DataStoreConfig const config = one.front();
+    if (is_default && mode == Access::read && access(data_source(config).c_str(), F_OK) != 0) {
+        return "it does not exist yet (create it with \"vexa-datastore demo\" or "
+               "\"vexa-datastore insert\")";
+    }
+    set_waiting_for("opening datastore \"" + config.instance_name + "\"");
+    try {
+        DataStoreParseUtility::initializeDatastoreExtensions(one);
+    } catch (std::exception const& e) {
+        return system_reason(config, open_failure_reason(config.instance_name, e), mode);
+    }
+    apply_datastore_time_limit(config.instance_name);
+    return "";
+}
+
 }  // namespace
 
 std::vector<ConfiguredDatastore> open_configured_datastores(std::string const& config_file,
                                                             Access mode) {
     std::vector<ConfiguredDatastore> result;
     for (auto const& config : read_configurations(config_file)) {
-        std::vector<DataStoreConfig> one{mode == Access::read ? for_reading(config) : config};
+        std::vector<DataStoreConfig> one{config};
         DataStoreParseUtility::fillInVacantFields(one);
-        ConfiguredDatastore entry{one.front(), ""};
-        std::string logged;
-        if (config_file.empty() && mode == Access::read &&
-            access(data_source(entry.config).c_str(), F_OK) != 0) {
-            entry.error =
-                "it does not exist yet (create it with \"vexa-datastore demo\" or "
-                "\"vexa-datastore insert\")";
-        } else {
-            LogCapture log;
-            try {
-                DataStoreParseUtility::initializeDatastoreExtensions(one);
-            } catch (std::exception const& e) {
-                entry.error = system_reason(entry.config,
-                                            open_failure(log, e, data_source(entry.config)), mode);
-            }
-            logged = log.text();
+        // Checked as written, before reading changes them, so that reading
+        // and writing refuse the same parameters (a misspelt key must not
+        // open the default file).
+        std::string const fault = source_parameters_fault(one.front());
+        if (mode == Access::read && fault.empty()) {
+            one.front() = for_reading(one.front());
         }
-        if (vexa::log::LOG_LEVEL >= 7) {  // -v: the log as it would have been
-            std::cerr << logged;
+        ConfiguredDatastore entry{one.front(), fault};
+        if (fault.empty()) {
+            entry.error = opening_error(one, config_file.empty(), mode);
         }
         result.push_back(std::move(entry));
     }
@@ -160,7 +167,8 @@ std::string library_path(DataStoreConfig const& config) {
 }
 
 std::string data_source(DataStoreConfig const& config) {
-    if (config.type != datastore::sqlite3) {
+    // Parameters the plug-in would refuse name no file: shown as written.
+    if (config.type != datastore::sqlite3 || !source_parameters_fault(config).empty()) {
         return config.source_parameters;
     }
     std::string source = datastore::DEFAULT_DATA_SOURCE;

@@ -22,10 +22,12 @@ struct ConfiguredDatastore {
 // Reads the group document `config_file` (or, when it is empty, takes the
 // default datastore, the SQLite file datastore::DEFAULT_DATA_SOURCE) and opens
 // every instance on its own, so that one that fails does not keep the others
-// closed. Opened instances are in the library's registry afterwards; the
-// error of one that did not open is the plug-in's own reason when it logged
-// one. Throws std::runtime_error naming the file when the document cannot be
-// read or names no datastore, and, for reading, when the default datastore
+// closed. Source parameters that the plug-in would refuse are refused here,
+// for reading and writing alike, naming the key, and the instance is not
+// opened. Opened instances are in the library's registry afterwards, each
+// with the time limit of support/time_limit.h; the error of one that did not
+// open is the plug-in's own reason when it gave one. Throws std::runtime_error naming the file when
+// the document cannot be read or names no datastore, and, for reading, when the default datastore
 // does not exist yet (saying how to create it).
 std::vector<ConfiguredDatastore> open_configured_datastores(std::string const& config_file,
                                                             Access mode);

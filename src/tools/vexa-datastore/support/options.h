@@ -16,6 +16,7 @@ struct GlobalOptions {
     bool utc = false;           // times in tables in UTC instead of local time
     bool sort_by_time = false;  // merged rows ordered by time, oldest first
     int verbosity = 0;          // how many times -v was given
+    unsigned timeout = 0;       // seconds any one datastore call may take; 0: no limit
 };
 
 // A mistake on the command line that the parser cannot see (an empty query,

@@ -3,7 +3,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "support/log_capture.h"
+#include "support/datastore_failures.h"
 #include "support/names.h"
 
 namespace vexa::tool {
@@ -13,25 +13,48 @@ using datastore::DataStoreParseUtility;
 
 namespace {
 
-// execute_ioctl reports every datastore's answer here; `extra` is the
-// writer's slot for the handle of the one that stored the record (no opcode
-// reads `extra`, so it is free to carry it).
-void remember_acceptor(int code, unsigned short, std::weak_ptr<DataStoreExtension> handle,
-                       void const*, void const* extra) {
-    if (code == DataStoreExtension::OPERATION_SUCCESSFULL) {
-        *static_cast<std::weak_ptr<DataStoreExtension>*>(const_cast<void*>(extra)) = handle;
+// What the datastores answered to one execute_ioctl: the one that did the
+// work, and why each before it did not, in its plug-in's words ("" when
+// they only repeat its description, which the messages show already).
+struct Answers {
+    std::weak_ptr<DataStoreExtension> acceptor;
+    std::vector<datastore::DatastoreFailure> refusals;
+};
+
+std::string refusal_reason(int code, std::weak_ptr<DataStoreExtension> const& handle) {
+    if (code == DataStoreExtension::UNSUPPORTED_OPERATION) {
+        return "its plug-in does not serve it";
     }
+    std::string reason = last_failure_reason(handle);
+    auto const extension = handle.lock();
+    return extension && reason == "refused by " + extension->describe() ? "" : reason;
+}
+
+// execute_ioctl reports every datastore's answer here; `extra` is the
+// writer's Answers (no opcode the writer runs reads `extra`, so it is free
+// to carry them). A refusal's reason is asked at once, in this thread.
+void remember_answer(int code, unsigned short, std::weak_ptr<DataStoreExtension> handle,
+                     void const*, void const* extra) {
+    auto& answers = *static_cast<Answers*>(const_cast<void*>(extra));
+    if (code == DataStoreExtension::OPERATION_SUCCESSFULL) {
+        answers.acceptor = handle;
+        return;
+    }
+    auto const extension = handle.lock();
+    answers.refusals.push_back(
+        {extension ? extension->instance_name : "", code, refusal_reason(code, handle)});
+}
+
+// Runs `opcode` on the datastore `name`; false, with its reason in `answers`,
+// when it failed.
+bool run_on(std::string const& name, unsigned short opcode, Answers& answers) {
+    return datastore::execute_ioctl({name}, opcode, nullptr, nullptr, &answers, remember_answer) ==
+           1;
 }
 
 bool run_on(std::string const& name, unsigned short opcode) {
-    return datastore::execute_ioctl({name}, opcode, nullptr, nullptr, nullptr, nullptr) == 1;
-}
-
-// `line` without the "Datastore "NAME": " a plug-in puts before its reason,
-// the message naming the datastore already.
-std::string without_instance(std::string const& name, std::string const& line) {
-    std::string const prefix = "Datastore \"" + name + "\": ";
-    return line.compare(0, prefix.size(), prefix) == 0 ? line.substr(prefix.size()) : line;
+    Answers ignored;
+    return run_on(name, opcode, ignored);
 }
 
 }  // namespace
@@ -69,38 +92,56 @@ void RecordWriter::begin_batches() {
     }
 }
 
-void RecordWriter::commit_batches() {
+std::string RecordWriter::commit_open_batches() {
+    // Every batch is committed even when one fails, so that the counts say
+    // exactly what each datastore holds.
+    std::string lost;
     for (auto const& name : batched_) {
-        LogCapture log;  // a plug-in logs why its commit failed
-        if (!run_on(name, datastore::OP_COMMIT_BATCH)) {
-            std::string const reason = without_instance(name, log.last_line());
-            // Composed before the clear, which destroys `name`.
-            std::runtime_error const failure(
-                "datastore \"" + name + "\" could not commit its last " +
-                std::to_string(pending_[name]) + " records" +
-                (reason.empty() ? "" : " (" + reason + ")") + "; they are not stored");
-            batched_.clear();
-            throw failure;
+        std::size_t const count = pending_[name];
+        Answers answers;
+        if (run_on(name, datastore::OP_COMMIT_BATCH, answers)) {
+            if (count > 0) {  // a datastore is reported once it holds records
+                counts_[name] += count;
+                stored_ += count;
+            }
+            continue;
         }
-    }
-    for (auto const& [name, count] : pending_) {
-        counts_[name] += count;
-        stored_ += count;
+        DatastoreFailureReport const failure{
+            name,
+            "the commit of its last " + std::to_string(count) + " records (they are not stored)",
+            answers.refusals.empty() || answers.refusals.front().reason.empty()
+                ? "its plug-in gave no reason"
+                : answers.refusals.front().reason};
+        lost += (lost.empty() ? "" : "; ") + failure.text();
     }
     pending_.clear();
+    if (!lost.empty()) {
+        batched_.clear();
+    }
+    return lost;
+}
+
+void RecordWriter::commit_batches() {
+    std::string const lost = commit_open_batches();
+    if (!lost.empty()) {
+        throw std::runtime_error(lost);
+    }
 }
 
 bool RecordWriter::write(datastore::InsertRequest& record) {
-    std::weak_ptr<DataStoreExtension> acceptor;
-    {
-        LogCapture log;  // a plug-in logs why it refused a record
-        if (datastore::execute_ioctl(targets_, datastore::OP_INSERT, nullptr, &record, &acceptor,
-                                     remember_acceptor) == 0) {
-            last_error_ = log.last_line();
-            return false;
+    Answers answers;
+    if (datastore::execute_ioctl(targets_, datastore::OP_INSERT, nullptr, &record, &answers,
+                                 remember_answer) == 0) {
+        last_error_.clear();
+        for (auto const& refusal : answers.refusals) {
+            if (!refusal.reason.empty()) {
+                last_error_ += (last_error_.empty() ? "\"" : "; \"") + refusal.instance_name +
+                               "\": " + refusal.reason;
+            }
         }
+        return false;
     }
-    auto extension = acceptor.lock();
+    auto extension = answers.acceptor.lock();
     std::string const name = extension ? extension->instance_name : "";
     if (extension && descriptions_.count(name) == 0) {
         descriptions_[name] = extension->describe();

@@ -29,12 +29,17 @@ class RecordWriter {
     RecordWriter& operator=(RecordWriter const&) = delete;
 
     // False when no target stored the record; last_error() then says why,
-    // in the words of the plug-in that refused it last ("" when it said nothing).
+    // in the words of each plug-in that refused it: "\"NAME\": REASON; ...".
     bool write(datastore::InsertRequest& record);
     std::string const& last_error() const { return last_error_; }
-    // Commits the open batches. Throws std::runtime_error naming the
-    // datastore whose commit failed.
+    // Commits the open batches, every one even when another fails. Throws
+    // std::runtime_error naming each datastore whose commit failed, how many
+    // records it lost and why; report() then counts what the others hold.
     void finish();
+    // Commits what the open batches hold, each even when another fails, so
+    // that report() counts it, for a command stopping on another failure.
+    // Returns the failed commits as finish() words them, "" when none.
+    std::string commit_open_batches();
 
     // Records stored and committed.
     std::size_t stored() const { return stored_; }

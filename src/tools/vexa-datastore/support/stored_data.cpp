@@ -5,12 +5,11 @@
 #include <stdexcept>
 
 #include "support/closest_name.h"
-#include "support/failed_datastores.h"
+#include "support/datastore_failures.h"
 #include "support/names.h"
 
 namespace vexa::tool {
 
-using datastore::ReadParameters;
 using datastore::Row;
 
 namespace {
@@ -34,12 +33,9 @@ std::vector<Row> selected_rows(std::string const& query, std::vector<std::string
         fields.emplace(column, datastore::column_index_map.at(column));
     }
     std::vector<Row> rows;
-    if (!datastore::select_data(query, rows, fields)) {
-        datastore::SQLParameters sql;
-        sql.query = query;
-        sql.fields = fields;
-        throw_if_a_datastore_failed(datastore::OP_SELECT, ReadParameters{{}, {}, &sql}, request);
-    }
+    std::vector<datastore::DatastoreFailure> failures;
+    datastore::select_data_with_failures(query, rows, fields, &failures);
+    note_failures(failures, request);
     return rows;
 }
 
@@ -72,11 +68,11 @@ std::vector<Row> latest_rows(std::vector<std::string> providers,
         providers = stored_providers();
     }
     std::vector<Row> rows;
-    if (!providers.empty() &&
-        !datastore::get_latest_rows_provider_hosts_data(providers, rows, hosts)) {
-        throw_if_a_datastore_failed(datastore::OP_GET_LATEST_ROWS,
-                                    ReadParameters{providers, hosts, nullptr},
-                                    "the latest rows of " + quoted_list(providers));
+    if (!providers.empty()) {
+        std::vector<datastore::DatastoreFailure> failures;
+        datastore::get_latest_rows_provider_hosts_data_with_failures(providers, rows, hosts,
+                                                                     &failures);
+        note_failures(failures, "the latest rows of " + quoted_list(providers));
     }
     return rows;
 }

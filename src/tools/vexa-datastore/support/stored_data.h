@@ -1,5 +1,6 @@
-// Reading the open datastores through the library's query functions, with
-// "no rows" told apart from "a datastore failed".
+// Reading the open datastores through the library's query functions. A
+// datastore that fails is noted (support/datastore_failures.h) and the rows
+// of the others are the answer; when none answers, NoDatastoreAnswered.
 #ifndef VEXA_TOOLS_VEXA_DATASTORE_SUPPORT_STORED_DATA_H_
 #define VEXA_TOOLS_VEXA_DATASTORE_SUPPORT_STORED_DATA_H_
 
@@ -11,8 +12,8 @@
 namespace vexa::tool {
 
 // The rows that `query` answers in every open datastore, their `columns`
-// read into the row's members of those names. Throws std::runtime_error
-// naming the datastore that failed and `request` (what was asked).
+// read into the row's members of those names; `request` says what was asked
+// in the failures noted.
 std::vector<datastore::Row> selected_rows(std::string const& query,
                                           std::vector<std::string> const& columns,
                                           std::string const& request);
@@ -28,8 +29,7 @@ std::vector<std::string> stored_providers();
 void require_stored(std::vector<std::string> const& providers);
 
 // The latest row of each of `providers` (empty: every stored provider) on
-// each of `hosts` (empty: every host). Throws std::runtime_error naming the
-// datastore when one failed.
+// each of `hosts` (empty: every host), from the datastores that answered.
 std::vector<datastore::Row> latest_rows(std::vector<std::string> providers,
                                         std::vector<std::string> const& hosts);
 
