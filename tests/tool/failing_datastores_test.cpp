@@ -56,6 +56,16 @@ TEST_F(ToolWithABrokenDatastore, SelectNamesTheFailedSelection) {
     EXPECT_EQ(kProvidersFailure, outcome.err);
 }
 
+TEST_F(ToolWithABrokenDatastore, MetricsSayADatastoreThatFailsToAnswerIsDown) {
+    Outcome const outcome = run({"--config", config_, "metrics"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_NE(std::string::npos, outcome.out.find("vexa_datastore_up{datastore=\"good\"} 1\n"))
+        << outcome.out;
+    EXPECT_NE(std::string::npos, outcome.out.find("vexa_datastore_up{datastore=\"broken\"} 0\n"))
+        << outcome.out;
+    EXPECT_EQ(kProvidersFailure, outcome.err);
+}
+
 TEST_F(ToolWithABrokenDatastore, SqlAndHostsNameTheirRequest) {
     Outcome const sql =
         run({"--config", config_, "--format", "csv", "sql", "SELECT count(*) AS n FROM vexa_1"});

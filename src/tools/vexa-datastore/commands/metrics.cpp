@@ -7,6 +7,7 @@
 #include "monitoring/metrics_text.h"
 #include "monitoring/monitored_grid.h"
 #include "output/output.h"
+#include "support/datastore_failures.h"
 #include "support/open_datastores.h"
 #include "support/time_arguments.h"
 
@@ -41,8 +42,16 @@ int run_metrics(GlobalOptions const& global) {
             first_error = "datastore \"" + config.instance_name + "\" did not open: " + error;
         }
     }
-    // Nothing is stale here: a scraper compares the time stamps itself.
-    auto const grid = read_health_grid(options.providers, now_seconds(), 0);
+    // Nothing is stale here: a scraper compares the time stamps itself. When
+    // no datastore answers, the metrics still say which are down.
+    HealthGrid grid;
+    try {
+        grid = read_health_grid(options.providers, now_seconds(), 0);
+    } catch (NoDatastoreAnswered const&) {
+    }
+    for (auto& datastore : datastores) {
+        datastore.up = datastore.up && !has_failed(datastore.name);
+    }
     auto write = [&](std::ostream& out) { write_metrics(grid, datastores, out); };
     if (options.output_file.empty()) {
         write(std::cout);

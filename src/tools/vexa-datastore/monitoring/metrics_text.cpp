@@ -69,7 +69,7 @@ void write_metrics(HealthGrid const& grid, std::vector<DatastoreUp> const& datas
         grid, "vexa_provider_duration_seconds",
         "How long the latest run of a provider on a host took, in seconds.",
         [](Row const& row) { return number(row.Duration); }, out);
-    out << "# HELP vexa_datastore_up Whether the datastore opened (1) or not (0).\n"
+    out << "# HELP vexa_datastore_up Whether the datastore opened and answered (1) or not (0).\n"
            "# TYPE vexa_datastore_up gauge\n";
     for (auto const& datastore : datastores) {
         out << "vexa_datastore_up{datastore=\"" << label_value(datastore.name) << "\"} "

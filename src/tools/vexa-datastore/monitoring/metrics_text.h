@@ -13,7 +13,7 @@ namespace vexa::tool {
 
 struct DatastoreUp {
     std::string name;
-    bool up = false;  // whether it opened
+    bool up = false;  // whether it opened and answered
 };
 
 // Three gauges per reported cell of `grid`, labelled provider, host and

@@ -51,6 +51,11 @@ std::vector<DatastoreFailureReport> take_failures() {
     return taken;
 }
 
+bool has_failed(std::string const& instance_name) {
+    return std::any_of(noted.begin(), noted.end(),
+                       [&](auto const& report) { return report.instance_name == instance_name; });
+}
+
 std::string last_failure_reason(std::weak_ptr<datastore::DataStoreExtension> const& datastore) {
     std::string reason;
     if (auto extension = datastore.lock()) {

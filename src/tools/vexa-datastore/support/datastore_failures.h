@@ -36,6 +36,8 @@ void note_failures(std::vector<datastore::DatastoreFailure> const& failures,
 
 // The failures noted so far, in the order noted, and forgets them.
 std::vector<DatastoreFailureReport> take_failures();
+// Whether a failure of `instance_name` was noted and not taken yet.
+bool has_failed(std::string const& instance_name);
 
 // The reason `datastore` gives for its latest failed call in this thread
 // (OP_LAST_FAILURE), or "its plug-in gave no reason".

@@ -14,9 +14,20 @@ using datastore::Row;
 
 namespace {
 
+// The providers one after the other, each found from the one before through
+// the index that leads with Provider: a lookup per provider, where DISTINCT
+// would walk every row of the history.
+std::string distinct_providers_query() {
+    return "WITH RECURSIVE providers(Provider) AS (SELECT MIN(Provider) FROM " +
+           datastore::table_view + " UNION ALL SELECT (SELECT MIN(Provider) FROM " +
+           datastore::table_view +
+           " WHERE Provider > providers.Provider) FROM providers WHERE providers.Provider IS NOT "
+           "NULL) SELECT Provider FROM providers WHERE Provider IS NOT NULL";
+}
+
 std::set<std::string> every_stored_provider() {
-    auto const rows = selected_rows("SELECT DISTINCT Provider FROM " + datastore::table_view,
-                                    {"Provider"}, "the list of providers");
+    auto const rows =
+        selected_rows(distinct_providers_query(), {"Provider"}, "the list of providers");
     std::set<std::string> names;  // several datastores may hold one provider
     for (auto const& row : rows) {
         names.insert(row.Provider);
