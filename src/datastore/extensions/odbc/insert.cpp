@@ -4,6 +4,7 @@
 
 #include <datastore/columns.h>
 
+#include "call_deadline.h"
 #include "multi_row_insert.h"
 #include "node_names.h"
 #include "statements.h"
@@ -104,6 +105,7 @@ void Inserter::store(PendingRuns& runs) {
             for (std::size_t row = first; row < first + rows; ++row) {
                 binder.bind_run(all[row]);
             }
+            WatchedStatement const watched(statement);  // prepared before the call
             check(SQLExecute(statement), SQL_HANDLE_STMT, statement, "SQLExecute");
         }
     } catch (...) {

@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "call_deadline.h"
+
 namespace vexa::datastore::odbc_plugin {
 
 namespace {
@@ -95,7 +97,16 @@ SQLHANDLE allocate(SQLSMALLINT type, SQLHANDLE parent) {
     return handle;
 }
 
-Statement new_statement(SQLHDBC dbc) { return Statement(allocate(SQL_HANDLE_STMT, dbc)); }
+void StatementFreer::operator()(SQLHANDLE handle) const noexcept {
+    CallDeadline::forget(handle);
+    SQLFreeHandle(SQL_HANDLE_STMT, handle);
+}
+
+Statement new_statement(SQLHDBC dbc) {
+    Statement statement(allocate(SQL_HANDLE_STMT, dbc));
+    CallDeadline::watch(statement.get());
+    return statement;
+}
 
 namespace {
 

@@ -18,8 +18,14 @@ struct HandleFreer {
     void operator()(SQLHANDLE handle) const noexcept { SQLFreeHandle(Type, handle); }
 };
 
+// A statement also stops being one the running call's deadline may cancel
+// (see CallDeadline) before it is freed.
+struct StatementFreer {
+    void operator()(SQLHANDLE handle) const noexcept;
+};
+
 using Environment = std::unique_ptr<void, HandleFreer<SQL_HANDLE_ENV>>;
-using Statement = std::unique_ptr<void, HandleFreer<SQL_HANDLE_STMT>>;
+using Statement = std::unique_ptr<void, StatementFreer>;
 
 // A failed ODBC call. what() is "<call>: " followed by every diagnostic
 // record as "[SQLSTATE] (native code) text", joined with "; ".
@@ -42,7 +48,8 @@ void check(SQLRETURN rc, SQLSMALLINT type, SQLHANDLE handle, char const* call);
 // A new handle of `type` under `parent`; throws OdbcError on failure.
 SQLHANDLE allocate(SQLSMALLINT type, SQLHANDLE parent);
 
-// A new statement on connection `dbc`.
+// A new statement on connection `dbc`, which the deadline bounding the
+// calling thread's call (if any) may cancel.
 Statement new_statement(SQLHDBC dbc);
 
 // Runs `sql` on a fresh statement of `dbc`, discarding any result.

@@ -15,9 +15,18 @@ namespace vexa::datastore::odbc_plugin {
 
 namespace {
 
-// A server that does not answer fails the call in this time, not a TCP
-// timeout; password hashing on a busy machine can take seconds of it.
-constexpr SQLUINTEGER connect_timeout_seconds = 15;
+// Unless the source parameters say otherwise, a server that does not
+// answer fails the login in this time, not a TCP timeout; password hashing
+// on a busy machine can take seconds of it.
+constexpr SQLUINTEGER default_login_timeout_seconds = 15;
+
+// The login bound of `source` in whole seconds, a part counted whole.
+SQLUINTEGER login_timeout_seconds(SourceSettings const& source) {
+    if (source.timeout == std::chrono::milliseconds::zero()) {
+        return default_login_timeout_seconds;
+    }
+    return static_cast<SQLUINTEGER>((source.timeout.count() + 999) / 1000);
+}
 // Attempts at making a lost connection again within one call.
 constexpr int reconnect_attempts = 2;
 
@@ -61,6 +70,7 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
             remember_failure(error.what());
             return OPERATION_UNSUCCESSFULL;
         }
+        set_time_limit(source_.timeout);
         if (environment_ == nullptr) {
             environment_.reset(allocate(SQL_HANDLE_ENV, SQL_NULL_HANDLE));
             check(SQLSetEnvAttr(environment_.get(), SQL_ATTR_ODBC_VERSION,
@@ -93,8 +103,9 @@ int OdbcExtension::open_instance(std::string const& source_parameters) {
 }
 
 void OdbcExtension::connect() {
-    auto connection = std::make_unique<Connection>(environment_.get(), source_.connection_string(),
-                                                   source_.read_only, connect_timeout_seconds);
+    auto connection =
+        std::make_unique<Connection>(environment_.get(), source_.connection_string(),
+                                     source_.read_only, login_timeout_seconds(source_));
     dbms_name_ = connection->info(SQL_DBMS_NAME);
     Dbms const dbms = dbms_of(dbms_name_);
     dbms_ = dbms;

@@ -8,12 +8,14 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <datastore/operations.h>
 
 #include "batch.h"
+#include "call_deadline.h"
 #include "connection.h"
 #include "dialect.h"
 #include "insert.h"
@@ -78,14 +80,21 @@ class OdbcExtension : public common::PluginExtension {
     // (a failed statement ends PostgreSQL's transaction anyway), and forgets
     // a lost connection (logging why) so that a later call makes it again.
     void after_failure(std::exception const& error);
-    // Runs `body`; when it throws, after_failure() comes first, then the
-    // failure goes on.
+    // Runs `body` within the instance's time limit (see CallDeadline); when
+    // it throws, after_failure() comes first, then the failure goes on, as
+    // std::runtime_error saying it timed out when the limit had passed. A
+    // body that ends well after the limit keeps its result: what it wrote
+    // is stored.
     template <typename Body>
     auto recovering(Body body) -> decltype(body()) {
+        CallDeadline const deadline(time_limit());
         try {
             return body();
         } catch (std::exception const& error) {
             after_failure(error);
+            if (deadline.expired()) {
+                throw std::runtime_error(deadline.timed_out_text());
+            }
             throw;
         }
     }

@@ -1,6 +1,7 @@
 #include "source_settings.h"
 
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -54,6 +55,49 @@ constexpr Default driver_defaults[] = {
 // psqlODBC refuses every statement but SELECT on a read-only instance.
 constexpr Default read_only_default{"ReadOnly", "1"};
 
+// When `text` ends in "|KEY=VALUE", removes that item from it and returns
+// VALUE without its blanks. Throws for a last item that is neither a
+// read_only nor a timeout item: `params` is malformed.
+std::optional<std::string> last_item(std::string& text, char const* key,
+                                     std::string const& params) {
+    std::string::size_type const bar = text.rfind('|');
+    if (bar == std::string::npos) {
+        return std::nullopt;
+    }
+    std::string const item = text.substr(bar + 1);
+    std::string::size_type const equals = item.find('=');
+    std::string const name = str::stripws(item.substr(0, equals));
+    if (name != key) {
+        if (equals == std::string::npos || (name != "read_only" && name != "timeout")) {
+            throw std::runtime_error("malformed source parameters \"" + params + "\"");
+        }
+        return std::nullopt;
+    }
+    text.erase(bar);
+    return str::stripws(item.substr(equals + 1));
+}
+
+// SECONDS as milliseconds, a fraction of a millisecond counted whole so
+// that a limit is never rounded down to none.
+std::chrono::milliseconds timeout_of(std::string const& seconds) {
+    std::string::size_type const point = seconds.find('.');
+    std::string const whole = seconds.substr(0, point);
+    std::string const fraction = point == std::string::npos ? "" : seconds.substr(point + 1);
+    auto const digits = [](std::string const& part) {
+        return part.find_first_not_of("0123456789") == std::string::npos;
+    };
+    // Nine digits of seconds are thirty years: more is a mistake.
+    if (whole.empty() || whole.size() > 9 || !digits(whole) ||
+        (point != std::string::npos && (fraction.empty() || !digits(fraction)))) {
+        throw std::runtime_error("timeout must be seconds such as 5 or 0.25, not \"" + seconds +
+                                 "\"");
+    }
+    std::string const milli = (fraction + "000").substr(0, 3);
+    bool const rest =
+        fraction.size() > 3 && fraction.find_first_not_of('0', 3) != std::string::npos;
+    return std::chrono::milliseconds(std::stoll(whole) * 1000 + std::stoll(milli) + (rest ? 1 : 0));
+}
+
 }  // namespace
 
 std::string SourceSettings::connection_string() const {
@@ -103,20 +147,22 @@ std::string SourceSettings::display() const {
 SourceSettings read_source_settings(std::string const& params) {
     SourceSettings source;
     std::string text = params;
-    std::string::size_type const bar = text.rfind('|');
-    if (bar != std::string::npos) {
-        std::string const item = text.substr(bar + 1);
-        std::string::size_type const equals = item.find('=');
-        if (equals == std::string::npos || str::stripws(item.substr(0, equals)) != "read_only") {
-            throw std::runtime_error("malformed source parameters \"" + params + "\"");
-        }
-        std::string const value = str::stripws(item.substr(equals + 1));
+    if (auto value = last_item(text, "timeout", params)) {
+        source.timeout = timeout_of(*value);
+    }
+    if (auto value = last_item(text, "read_only", params)) {
         // Anything else, "TRUE" included, would silently open a writable instance.
-        if (value != "false" && value != "true") {
-            throw std::runtime_error("read_only must be false or true, not \"" + value + "\"");
+        if (*value != "false" && *value != "true") {
+            throw std::runtime_error("read_only must be false or true, not \"" + *value + "\"");
         }
-        source.read_only = value == "true";
-        text.erase(bar);
+        source.read_only = *value == "true";
+    }
+    // "|timeout=" before "|read_only=" would otherwise end up in the target.
+    std::string::size_type const bar = text.rfind('|');
+    std::string const before = bar == std::string::npos ? "" : text.substr(bar + 1);
+    std::string const misplaced = str::stripws(before.substr(0, before.find('=')));
+    if (misplaced == "read_only" || misplaced == "timeout") {
+        throw std::runtime_error("malformed source parameters \"" + params + "\"");
     }
     source.target = str::stripws(text);
     if (source.target.empty()) {

@@ -3,6 +3,7 @@
 #ifndef VEXA_ODBC_PLUGIN_SOURCE_SETTINGS_H_
 #define VEXA_ODBC_PLUGIN_SOURCE_SETTINGS_H_
 
+#include <chrono>
 #include <string>
 
 namespace vexa::datastore::odbc_plugin {
@@ -10,6 +11,9 @@ namespace vexa::datastore::odbc_plugin {
 struct SourceSettings {
     std::string target;  // a DSN, or a connection string (it holds "=")
     bool read_only = false;
+    // The instance's first time limit, and the bound of its login (rounded
+    // up to whole seconds); zero when the parameters set none.
+    std::chrono::milliseconds timeout{0};
 
     bool is_dsn() const { return target.find('=') == std::string::npos; }
     // The text handed to SQLDriverConnect: "DSN=<target>" for a DSN, else the
@@ -24,10 +28,12 @@ struct SourceSettings {
     std::string display() const;
 };
 
-// Reads "TARGET" or "TARGET|read_only=true|false" (blanks around the pieces
-// ignored). An empty target means the default data source name. Throws
-// std::runtime_error with the reason when the text after the last "|" is not
-// a read_only item or its value is neither true nor false.
+// Reads "TARGET", optionally followed by "|read_only=true|false", then
+// optionally by "|timeout=SECONDS" (digits with an optional fraction, such
+// as 5 or 0.25; blanks around the pieces ignored). An empty target means the
+// default data source name. Throws std::runtime_error with the reason when
+// an item after a "|" is not one of these, in this order, or its value is
+// not one they take.
 SourceSettings read_source_settings(std::string const& params);
 
 }  // namespace vexa::datastore::odbc_plugin

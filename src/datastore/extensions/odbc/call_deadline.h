@@ -1,0 +1,77 @@
+// A time limit on one call of an ODBC instance, enforced by cancelling the
+// statement the call is running when the limit passes.
+#ifndef VEXA_ODBC_PLUGIN_CALL_DEADLINE_H_
+#define VEXA_ODBC_PLUGIN_CALL_DEADLINE_H_
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <sql.h>
+
+namespace vexa::datastore::odbc_plugin {
+
+// From construction to destruction, bounds the calling thread's call in
+// time: a watchdog thread waits for the limit, then calls SQLCancel on the
+// statement the call made last and has not freed yet (the driver's way of
+// interrupting a statement from another thread; a pooler in front of the
+// server forwards it). No session setting is changed, so nothing outlives
+// the call. The watchdog is joined by the destructor.
+//
+// The statements are those new_statement() makes and a WatchedStatement
+// names in the calling thread within the scope. A statement made after the
+// limit passed (a rollback after the cancelled one) is never cancelled.
+// Only the calling thread may use the object; the watchdog shares nothing
+// else with it.
+class CallDeadline {
+  public:
+    // A zero `limit` bounds nothing and starts no thread.
+    explicit CallDeadline(std::chrono::milliseconds limit);
+    ~CallDeadline();
+    CallDeadline(CallDeadline const&) = delete;
+    CallDeadline& operator=(CallDeadline const&) = delete;
+
+    // Whether the limit passed before the call ended.
+    bool expired() const;
+    // "timed out: the call ran longer than its limit of N ms".
+    std::string timed_out_text() const;
+
+    // `statement` begins (ends) to be one the calling thread's deadline may
+    // cancel; nothing happens when no deadline bounds the thread.
+    static void watch(SQLHSTMT statement);
+    static void forget(SQLHSTMT statement);
+
+  private:
+    void cancel_at_limit();
+
+    std::chrono::milliseconds const limit_;
+    CallDeadline* const outer_;  // the thread's deadline before this one
+    mutable std::mutex mutex_;
+    std::condition_variable ended_;
+    bool call_ended_ = false;
+    bool expired_ = false;
+    std::vector<SQLHSTMT> statements_;  // alive, in the order made
+    std::thread watchdog_;
+};
+
+// Names a statement made before the call (a prepared one) as the one the
+// call's deadline may cancel, from construction to destruction.
+class WatchedStatement {
+  public:
+    explicit WatchedStatement(SQLHSTMT statement) : statement_(statement) {
+        CallDeadline::watch(statement_);
+    }
+    ~WatchedStatement() { CallDeadline::forget(statement_); }
+    WatchedStatement(WatchedStatement const&) = delete;
+    WatchedStatement& operator=(WatchedStatement const&) = delete;
+
+  private:
+    SQLHSTMT statement_;
+};
+
+}  // namespace vexa::datastore::odbc_plugin
+
+#endif  // VEXA_ODBC_PLUGIN_CALL_DEADLINE_H_
