@@ -162,10 +162,13 @@ TEST_P(OdbcBatchInsert, AwkwardValuesComeBackExactlyFromEveryPlaceOfABatch) {
 // Both drivers take a bound text up to its first NUL byte, whatever length
 // it is given with; a batch stores such a text as a single insert does.
 TEST_P(OdbcBatchInsert, ATextHoldingANulIsStoredUpToItInABatchAsAlone) {
-    InsertRequest run = provider_run("p", "h", 1);
-    run.stdout_text = std::string("before\0after", 12);
-    ASSERT_EQ(insert_run("b", run), kOk);
-    store_batch({run, run});
+    std::vector<InsertRequest> runs;
+    for (std::int64_t stamp : {1, 2, 3}) {
+        InsertRequest& run = runs.emplace_back(provider_run("p", "h", stamp));
+        run.stdout_text = std::string("before\0after", 12);
+    }
+    ASSERT_EQ(insert_run("b", runs[0]), kOk);
+    store_batch({runs[1], runs[2]});
     std::vector<Row> const rows = stored();
     ASSERT_EQ(rows.size(), 3u);
     for (Row const& row : rows) {

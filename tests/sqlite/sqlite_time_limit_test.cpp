@@ -154,7 +154,7 @@ TEST_F(TimeLimit, ATimeoutThatIsNotANumberOfSecondsIsRefused) {
         EXPECT_EQ(thrown_text([&] { open_sqlite("refused", params("|timeout=" + value)); }),
                   open_failed_text("refused"));
         EXPECT_EQ(err.text(),
-                  "sqlite3: timeout must be a number of seconds, not \"" + value + "\"\n");
+                  "sqlite3: timeout must be seconds such as 5 or 0.25, not \"" + value + "\"\n");
     }
     EXPECT_FALSE(vexa::test::exists(file_));
 }

@@ -216,8 +216,8 @@ TEST_F(ToolInScratchHome, ABatchLostToAFullDiskSaysWhy) {
 
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ(
-        "vexa-datastore: datastore \"vexa_default\" could not commit its last 2000 records "
-        "(batch rolled back: database or disk is full); they are not stored\n",
+        "vexa-datastore: datastore \"vexa_default\" failed to run the commit of its last 2000 "
+        "records (they are not stored): batch rolled back: database or disk is full\n",
         outcome.err);
     EXPECT_EQ(1u, json_of({"select"}).size());
 }

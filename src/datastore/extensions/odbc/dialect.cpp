@@ -14,9 +14,10 @@ Dbms dbms_of(std::string const& dbms_name) {
 std::string read_only_statement(Dbms dbms) {
     switch (dbms) {
         case Dbms::postgresql:
-            // psqlODBC refuses the writes itself (ReadOnly=1): a session
+            // Every read runs in a read-only transaction of its own (see
+            // ReadOnlyRead) and the plug-in itself refuses writes: a session
             // setting would stay on a pooler's server connection and reach
-            // whichever client gets it next, and skip this one's next query.
+            // whichever client gets it next.
             return "";
         case Dbms::sqlite:
             return "PRAGMA query_only = ON";

@@ -1,6 +1,5 @@
 #include "source_settings.h"
 
-#include <iterator>
 #include <optional>
 #include <stdexcept>
 #include <vector>
@@ -9,6 +8,8 @@
 
 #include <datastore/vocabulary.h>
 #include <util/str.h>
+
+#include "timeout_seconds.h"
 
 namespace vexa::datastore::odbc_plugin {
 
@@ -52,9 +53,6 @@ constexpr Default driver_defaults[] = {
     {"Protocol", "7.4-1"},
 };
 
-// psqlODBC refuses every statement but SELECT on a read-only instance.
-constexpr Default read_only_default{"ReadOnly", "1"};
-
 // When `text` ends in "|KEY=VALUE", removes that item from it and returns
 // VALUE without its blanks. Throws for a last item that is neither a
 // read_only nor a timeout item: `params` is malformed.
@@ -77,27 +75,6 @@ std::optional<std::string> last_item(std::string& text, char const* key,
     return str::stripws(item.substr(equals + 1));
 }
 
-// SECONDS as milliseconds, a fraction of a millisecond counted whole so
-// that a limit is never rounded down to none.
-std::chrono::milliseconds timeout_of(std::string const& seconds) {
-    std::string::size_type const point = seconds.find('.');
-    std::string const whole = seconds.substr(0, point);
-    std::string const fraction = point == std::string::npos ? "" : seconds.substr(point + 1);
-    auto const digits = [](std::string const& part) {
-        return part.find_first_not_of("0123456789") == std::string::npos;
-    };
-    // Nine digits of seconds are thirty years: more is a mistake.
-    if (whole.empty() || whole.size() > 9 || !digits(whole) ||
-        (point != std::string::npos && (fraction.empty() || !digits(fraction)))) {
-        throw std::runtime_error("timeout must be seconds such as 5 or 0.25, not \"" + seconds +
-                                 "\"");
-    }
-    std::string const milli = (fraction + "000").substr(0, 3);
-    bool const rest =
-        fraction.size() > 3 && fraction.find_first_not_of('0', 3) != std::string::npos;
-    return std::chrono::milliseconds(std::stoll(whole) * 1000 + std::stoll(milli) + (rest ? 1 : 0));
-}
-
 }  // namespace
 
 std::string SourceSettings::connection_string() const {
@@ -109,11 +86,7 @@ std::string SourceSettings::connection_string() const {
             dsn = value;
         }
     }
-    std::vector<Default> defaults(std::begin(driver_defaults), std::end(driver_defaults));
-    if (read_only) {
-        defaults.push_back(read_only_default);
-    }
-    for (Default const& setting : defaults) {
+    for (Default const& setting : driver_defaults) {
         bool said = !dsn.empty() && dsn_sets(dsn, setting.key);
         for (auto const& item : items) {
             said = said || item.first == str::ascii_lower(setting.key);
@@ -148,7 +121,7 @@ SourceSettings read_source_settings(std::string const& params) {
     SourceSettings source;
     std::string text = params;
     if (auto value = last_item(text, "timeout", params)) {
-        source.timeout = timeout_of(*value);
+        source.timeout = common::timeout_seconds(*value);
     }
     if (auto value = last_item(text, "read_only", params)) {
         // Anything else, "TRUE" included, would silently open a writable instance.

@@ -19,9 +19,8 @@ struct SourceSettings {
     // The text handed to SQLDriverConnect: "DSN=<target>" for a DSN, else the
     // target; then the settings that stream large results through the driver
     // (psqlODBC's UseDeclareFetch and Fetch, SQLite ODBC's StepAPI) and make
-    // psqlODBC roll back whole transactions (Protocol=7.4-1) and, read-only,
-    // refuse writes itself (ReadOnly=1), none of which needs a session, so
-    // they hold through a pooler in transaction mode. Each is added unless
+    // psqlODBC roll back whole transactions (Protocol=7.4-1), none of which
+    // needs a session, so they hold through a pooler in transaction mode. Each is added unless
     // the text or the DSN's own entry already says otherwise.
     std::string connection_string() const;
     // "dsn=NAME", or "connection=TEXT" with every password value hidden.

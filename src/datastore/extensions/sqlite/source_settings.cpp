@@ -1,14 +1,13 @@
 #include "source_settings.h"
 
-#include <algorithm>
-#include <cctype>
-#include <cmath>
 #include <stdexcept>
 
 #include <datastore/extension.h>
 #include <datastore/vocabulary.h>
 #include <util/fs.h>
 #include <util/str.h>
+
+#include "timeout_seconds.h"
 
 namespace vexa::datastore::sqlite_plugin {
 
@@ -22,23 +21,6 @@ bool choice(std::string const& key, std::string const& value, char const* first,
                                  "\"");
     }
     return value == second;
-}
-
-// Reads SECONDS of timeout=SECONDS: digits, optionally a point and more
-// digits; anything else is refused rather than read as far as it goes.
-std::chrono::milliseconds seconds(std::string const& value) {
-    std::size_t const point = value.find('.');
-    std::string const whole = value.substr(0, point);
-    std::string const fraction = point == std::string::npos ? "1" : value.substr(point + 1);
-    auto const digits = [](std::string const& text) {
-        return !text.empty() && text.size() <= 9 &&
-               std::all_of(text.begin(), text.end(),
-                           [](unsigned char c) { return std::isdigit(c) != 0; });
-    };
-    if (!digits(whole) || !digits(fraction)) {
-        throw std::runtime_error("timeout must be a number of seconds, not \"" + value + "\"");
-    }
-    return std::chrono::milliseconds(std::llround(std::stod(value) * 1000));
 }
 
 }  // namespace
@@ -61,7 +43,7 @@ SourceSettings read_source_settings(std::string const& parameters) {
         } else if (key == "synchronous") {
             settings.full_sync = choice(key, value, "normal", "full");
         } else if (key == "timeout") {
-            settings.time_limit = seconds(value);
+            settings.time_limit = common::timeout_seconds(value);
         } else if (key != "source") {
             throw std::runtime_error("unknown key \"" + key + "\" in source parameters \"" +
                                      parameters + "\"");
