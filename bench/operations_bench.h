@@ -21,8 +21,9 @@ std::vector<Figure> batched_inserts(Comparisons const& comparisons);
 // and the longest OP_GET_LATEST_ROWS call of a thread reading the same
 // instance meanwhile; then, pruning again beside 16 threads inserting into
 // the same instance, their longest OP_INSERT and the peak size of the
-// write-ahead log. Throws std::runtime_error when the count removed is not
-// the tenth, or a read or an insert fails.
+// write-ahead log; then that peak again beside one writer on a connection of
+// its own (as another process's). Throws std::runtime_error when the count
+// removed is not the tenth, or a read or an insert fails.
 std::vector<Figure> pruning(Comparisons const& comparisons);
 
 }  // namespace vexa::bench
