@@ -18,13 +18,13 @@
 namespace {
 
 using vexa::datastore::DataStoreExtension;
+using vexa::datastore::DatastoreFailure;
 using vexa::datastore::OP_BEGIN_BATCH;
 using vexa::datastore::OP_COMMIT_BATCH;
 using vexa::datastore::OP_STREAM_QUERY;
 using vexa::datastore::Row;
 using vexa::datastore::stream_rows;
 using vexa::datastore::stream_table;
-using vexa::datastore::DatastoreFailure;
 using vexa::datastore::StreamRequest;
 using vexa::datastore::StreamResult;
 using vexa::datastore::Table;

@@ -14,8 +14,8 @@ constexpr std::size_t kBlockRows = 1000;
 }  // namespace
 
 std::vector<datastore::DatastoreFailure> print_streamed_records(std::string const& query,
-                                                             std::size_t limit,
-                                                             GlobalOptions const& global) {
+                                                                std::size_t limit,
+                                                                GlobalOptions const& global) {
     std::unique_ptr<RowOutput> output;
     std::size_t printed = 0;
     std::vector<datastore::DatastoreFailure> failures;

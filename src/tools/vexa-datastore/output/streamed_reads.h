@@ -24,8 +24,8 @@ namespace vexa::tool {
 // so a read where every datastore failed prints nothing. Returns the
 // datastores that failed; the rows they gave before stay printed.
 std::vector<datastore::DatastoreFailure> print_streamed_records(std::string const& query,
-                                                             std::size_t limit,
-                                                             GlobalOptions const& global);
+                                                                std::size_t limit,
+                                                                GlobalOptions const& global);
 
 // What print_streamed_table did: the output, opened with the first block's
 // columns ("datastore" and those of the first datastore that answered; null
