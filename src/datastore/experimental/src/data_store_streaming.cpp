@@ -13,6 +13,7 @@
 #include <datastore/parse_utility.h>
 #include <util/log.h>
 
+#include "failure_reasons.h"
 #include "operation_messages.h"
 
 namespace vexa::datastore {
@@ -178,17 +179,6 @@ class RowSink : public BlockSink<std::vector<Row>> {
     std::vector<Row> stamped_;  // reused from block to block
 };
 
-// The reason datastore `handle` gives for its last failure, when it serves
-// OP_LAST_FAILURE; "" otherwise.
-std::string last_failure(DataStoreController& controller, Handle const& handle) {
-    std::string reason;
-    if (call(controller, handle, OP_LAST_FAILURE, nullptr, &reason) !=
-        DataStoreExtension::OPERATION_SUCCESSFULL) {
-        return "";
-    }
-    return reason;
-}
-
 template <typename Block>
 bool stream_everywhere(std::string const& query, BlockSink<Block>& sink,
                        std::vector<DatastoreFailure>* failures,
@@ -226,11 +216,12 @@ bool stream_everywhere(std::string const& query, BlockSink<Block>& sink,
         sink.rethrow();
         if (result == DataStoreExtension::OPERATION_SUCCESSFULL) {
             answered = true;
-        } else if (result != DataStoreExtension::UNSUPPORTED_OPERATION && failures != nullptr) {
-            std::string reason = streamed.failure.empty()
-                                     ? last_failure(*controller, datastore.second)
-                                     : streamed.failure;
-            failures->push_back({name, result, std::move(reason)});
+        } else if (result != DataStoreExtension::UNSUPPORTED_OPERATION) {
+            if (streamed.failure.empty()) {
+                detail::add_failure(failures, name, datastore.second, result);
+            } else if (failures != nullptr) {
+                failures->push_back({name, result, streamed.failure});
+            }
         }
         if (sink.stopped()) {
             break;
