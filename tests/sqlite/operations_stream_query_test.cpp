@@ -276,7 +276,7 @@ TEST_F(StreamQuery, StreamTableNamesWhoCannotAnswerAndWhoFailedWithTheirReason) 
     EXPECT_EQ(unsupported, std::vector<std::string>{"plain"});
     ASSERT_EQ(failures.size(), 1u);
     EXPECT_EQ(failures[0].instance_name, "broken");
-    EXPECT_EQ(failures[0].reason, "");
+    EXPECT_EQ(failures[0].reason, "its plug-in gave no reason");
     EXPECT_EQ(rows, (std::vector<Cells>{{"store", "42"}}));
 
     EXPECT_FALSE(stream_table("SELECT nope FROM vexa_1", 10, keep, &failures, &unsupported));
