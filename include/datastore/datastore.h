@@ -7,6 +7,7 @@
 #include <datastore/controller.h>
 #include <datastore/export.h>
 #include <datastore/extension.h>
+#include <datastore/failing_since.h>
 #include <datastore/failures.h>
 #include <datastore/front_end.h>
 #include <datastore/operations.h>

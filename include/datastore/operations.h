@@ -69,6 +69,11 @@ inline constexpr unsigned short OP_SET_TIME_LIMIT = 773;
 // the read: it must not call the same instance. A failure after some blocks
 // answers 1; the blocks already handed over stay the caller's.
 inline constexpr unsigned short OP_STREAM_QUERY = 774;
+// in: std::vector<RunPairBound> const*; out: std::vector<RunPairHistory>*,
+// replaced by one entry per pair asked, in the same order (failing_since.h).
+// Each pair costs index lookups, whatever the history kept. Answers 1 on a
+// database failure, with nothing in `out`.
+inline constexpr unsigned short OP_FAILING_SINCE = 775;
 
 // The result of OP_QUERY_TABLE: the result columns by name, in order, and
 // one row per result row with one cell per column. A NULL is nullopt; any
