@@ -63,7 +63,8 @@ InsertRequest workload_row(WorkloadShape const& shape, std::size_t index) {
         header.node_names.push_back(host_name((host + n) % shape.hosts));
     }
     header.Exit_status = index % 17 == 0 ? 1 : 0;
-    header.Timestamp = first_timestamp + static_cast<std::int64_t>(run) * 3600 + static_cast<std::int64_t>(index % 3600);
+    header.Timestamp = first_timestamp + static_cast<std::int64_t>(run) * 3600 +
+                       static_cast<std::int64_t>(index % 3600);
     header.Duration = 0.25 + static_cast<double>(index % 1000) / 1000.0;
     header.Encoding = provider::none;
     header.version = 1;
