@@ -1,6 +1,7 @@
 // insert and load-sql: bad lines are reported by number and the good ones
 // stored; names holding a quote are refused.
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <chrono>
@@ -220,6 +221,44 @@ TEST_F(ToolInScratchHome, ABatchLostToAFullDiskSaysWhy) {
         "records (they are not stored): batch rolled back: database or disk is full\n",
         outcome.err);
     EXPECT_EQ(1u, json_of({"select"}).size());
+}
+
+// Records go to the first datastore that takes them. When its commit fails
+// for want of room, the insert stops there and says what each datastore
+// holds, which batch was lost and why, and where in the input it stopped.
+TEST_F(ToolInScratchHome, ACommitLostInOneOfTwoDatastoresSaysWhatIsStoredWhere) {
+    std::string const small_dir = file("small");
+    ASSERT_EQ(0, mkdir(small_dir.c_str(), 0700));
+    SmallFileSystem const disk(small_dir, "1m");
+    ASSERT_TRUE(disk.mounted());
+    std::string const config =
+        write_config("two.xml", {{"cramped", "source=" + small_dir + "/cramped.db"},
+                                 {"roomy", "source=" + file("roomy.db")}});
+    std::string lines;
+    std::string const text(600, 'x');
+    for (int i = 0; i < 2000; ++i) {
+        lines += R"({"Provider": "p", "Hostname": "h)" + std::to_string(i) + R"(", "STDOUT": ")" +
+                 text + "\"}\n";
+    }
+    write_file(file("runs.jsonl"), lines);
+
+    Outcome const outcome =
+        run({"--config", config, "insert", "--batch", "500", file("runs.jsonl")});
+
+    // Two batches fitted, the third did not; the fourth was never read.
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ(
+        "stored 1000 records in cramped (sqlite3 " + small_dir + "/cramped.db (read-write))\n",
+        outcome.out);
+    EXPECT_EQ(
+        "vexa-datastore: datastore \"cramped\" failed to run the commit of its last 500 "
+        "records (they are not stored): batch rolled back: database or disk is full; "
+        "stopped after " +
+            file("runs.jsonl") + " line 1500, the lines after it were not read\n",
+        outcome.err);
+    EXPECT_EQ("datastore,n\r\ncramped,1000\r\nroomy,0\r\n",
+              output_of({"--config", config, "--format", "csv", "sql",
+                         "SELECT count(*) AS n FROM vexa_1"}));
 }
 
 TEST_F(ToolInScratchHome, LoadSqlReportsTheFailingLineAndTheMissingScript) {

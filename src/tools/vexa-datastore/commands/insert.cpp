@@ -72,6 +72,21 @@ std::string reason(std::exception const& e) {
     return text;
 }
 
+// As writer.write; a batch lost on the way (its commit failed) stops the
+// insert, and when `input` goes on, the reader learns where it stopped.
+bool write_or_say_where(RecordWriter& writer, datastore::InsertRequest& record, std::istream& input,
+                        std::string const& source, std::size_t number) {
+    try {
+        return writer.write(record);
+    } catch (std::runtime_error const& lost) {
+        if (input.peek() == std::char_traits<char>::eof()) {
+            throw;
+        }
+        throw std::runtime_error(std::string(lost.what()) + "; stopped after " + source + " line " +
+                                 std::to_string(number) + ", the lines after it were not read");
+    }
+}
+
 // Stores every record of `input` through `writer` and commits them; returns
 // how many lines were skipped. Throws std::runtime_error when a record could
 // not be stored anywhere, a commit failed or the input could not be read.
@@ -99,7 +114,7 @@ std::size_t store_records(std::istream& input, std::string const& source, Record
             ++skipped;
             continue;
         }
-        if (!writer.write(record)) {
+        if (!write_or_say_where(writer, record, input, source, number)) {
             throw std::runtime_error(
                 source + " line " + std::to_string(number) +
                 ": no datastore stored the record (tried " + writer.described_targets() + ")" +
