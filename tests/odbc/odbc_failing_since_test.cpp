@@ -1,0 +1,113 @@
+// Since when a pair has been failing, as the ODBC plug-in finds it on the
+// fixture's PostgreSQL server and on SQLite through its ODBC driver: the
+// index of passing runs, and OP_FAILING_SINCE over random histories checked
+// against all their rows.
+#include <regex>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <datastore/datastore.h>
+
+#include "odbc_test_support.h"
+#include "sqlite_datastores.h"
+#include "test_support.h"
+
+namespace {
+
+using vexa::test::open_odbc;
+using vexa::test::psql;
+
+class OdbcFailingSince : public ::testing::TestWithParam<bool> {
+  protected:
+    void SetUp() override {
+        if (sqlite()) {
+            file_ = dir_.file("store.db");
+            source_ = vexa::test::sqlite_odbc_source(file_);
+        } else {
+            database_ = vexa::test::fresh_database();
+            source_ = vexa::test::pg_source(database_);
+        }
+    }
+    void TearDown() override { vexa::datastore::DataStoreParseUtility::clear_db_vector(); }
+
+    bool sqlite() const { return GetParam(); }
+
+    // Runs `sql` as another client: the sqlite3 program or psql.
+    void other_client(std::string const& sql) {
+        if (sqlite()) {
+            std::string output;
+            ASSERT_EQ(vexa::test::run_sqlite3_program(file_, sql, output), 0) << output;
+        } else {
+            psql(database_, sql);
+        }
+    }
+
+    // The index of passing runs as the database system describes it; "" when
+    // it is missing.
+    std::string passing_index() {
+        if (sqlite()) {
+            std::vector<std::string> const rows = vexa::test::PlainConnection(file_).rows(
+                "SELECT sql FROM sqlite_master WHERE name = 'provider_datastore_passed';");
+            return rows.empty() ? "" : rows[0];
+        }
+        return psql(database_,
+                    "SELECT indexdef FROM pg_indexes WHERE indexname = "
+                    "'provider_datastore_passed';");
+    }
+
+    std::string expected_passing_index() const {
+        return sqlite() ? "CREATE INDEX provider_datastore_passed ON provider_datastore(Provider, "
+                          "Hostname, OptionID, Unique_timestamp) WHERE Exit_status = 0"
+                        : "CREATE INDEX provider_datastore_passed ON public.provider_datastore "
+                          "USING btree (provider, hostname, optionid, unique_timestamp) WHERE "
+                          "(exit_status = 0)\n";
+    }
+
+    // The schema as the library made it before the index of passing runs.
+    void write_schema_without_passing_index() {
+        open_odbc("s", source_);
+        vexa::datastore::DataStoreParseUtility::clear_db_vector();
+        other_client("DROP INDEX provider_datastore_passed;");
+        ASSERT_EQ(passing_index(), "");
+    }
+
+    vexa::test::TempDir dir_;
+    std::string file_;
+    std::string database_;
+    std::string source_;
+};
+
+TEST_P(OdbcFailingSince, ANewDatabaseHoldsTheIndexOfPassingRuns) {
+    open_odbc("s", source_);
+    EXPECT_EQ(passing_index(), expected_passing_index());
+}
+
+TEST_P(OdbcFailingSince, AWritableOpenOfAnOlderDatabaseBuildsTheIndexAndSaysSo) {
+    write_schema_without_passing_index();
+    {
+        vexa::test::ScopedLogLevel const level(6);
+        vexa::test::StderrCapture captured;
+        open_odbc("s", source_);
+        std::string const text = captured.text();
+        EXPECT_TRUE(std::regex_search(
+            text, std::regex(": index provider_datastore_passed of passing runs created in "
+                             "[0-9]+ ms\n")))
+            << text;
+    }
+    EXPECT_EQ(passing_index(), expected_passing_index());
+}
+
+TEST_P(OdbcFailingSince, AReadOnlyOpenOfAnOlderDatabaseLeavesItWithoutTheIndex) {
+    write_schema_without_passing_index();
+    open_odbc("s", source_ + "|read_only=true");
+    EXPECT_EQ(passing_index(), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, OdbcFailingSince, ::testing::Values(false, true),
+                         [](::testing::TestParamInfo<bool> const& info) {
+                             return info.param ? "SqliteThroughOdbc" : "Postgresql";
+                         });
+
+}  // namespace
