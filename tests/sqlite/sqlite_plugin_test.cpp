@@ -80,6 +80,9 @@ TEST_F(SqlitePlugin, WritableOpenCreatesParentDirectoriesFileAndTheDefaultSchema
             "table|provider_datastore|" + stored_ddl(vexa::datastore::default_create_table_query),
             "index|provider_datastore_latest|CREATE UNIQUE INDEX provider_datastore_latest ON "
             "provider_datastore(Provider, Hostname, OptionID, Unique_timestamp DESC)",
+            "index|provider_datastore_passed|CREATE INDEX provider_datastore_passed ON "
+            "provider_datastore(Provider, Hostname, OptionID, Unique_timestamp) WHERE "
+            "Exit_status = 0",
             "table|provider_datastore_state|" + stored_ddl(state_schema[0] + ";"),
             "trigger|provider_datastore_state_delete|" + stored_ddl(state_schema[3] + ";"),
             "trigger|provider_datastore_state_insert|" + stored_ddl(state_schema[2] + ";"),
@@ -404,9 +407,9 @@ TEST_F(SqlitePlugin, StatementsThatWriteAreRefusedBySelect) {
               }),
               "not a read-only statement: DELETE FROM provider_datastore");
     EXPECT_EQ(select_query("rw", "DROP VIEW vexa_1", rows), kFailed);
-    // nine schema objects (the four of the defaults, the state table, its
-    // index and three triggers) and the row
-    EXPECT_EQ(contents_of(file).size(), 10u);
+    // ten schema objects (the four of the defaults, the state table, its
+    // index and three triggers, the index of passing runs) and the row
+    EXPECT_EQ(contents_of(file).size(), 11u);
 }
 
 TEST_F(SqlitePlugin, TextWithoutAStatementSucceedsWithNoRows) {

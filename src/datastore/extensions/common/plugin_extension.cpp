@@ -68,6 +68,8 @@ int PluginExtension::dispatch(unsigned short opcode, void const* in, void* out, 
                 return result_of(commit_batch());
             case OP_PRUNE:
                 return with_records(in, out, this, &PluginExtension::prune_operation);
+            case OP_FAILING_SINCE:
+                return with_records(in, out, this, &PluginExtension::failing_since_operation);
             case OP_INSERT:
                 return insert_operation(in, out, extra);
             case OP_SET_TIME_LIMIT:

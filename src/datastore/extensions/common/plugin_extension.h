@@ -6,8 +6,10 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include <datastore/extension.h>
+#include <datastore/failing_since.h>
 #include <datastore/operations.h>
 
 #include "last_failure.h"
@@ -55,6 +57,10 @@ class PluginExtension : public interface {
     // OP_PRUNE: removes (or counts) the rows `request` describes into
     // `removed`.
     virtual int prune_operation(PruneRequest const& request, std::uint64_t& removed) = 0;
+    // OP_FAILING_SINCE: replaces `out` with the history of each pair of
+    // `pairs` (look_up_pairs of pair_lookups.h), or throws and leaves it.
+    virtual int failing_since_operation(std::vector<RunPairBound> const& pairs,
+                                        std::vector<RunPairHistory>& out) = 0;
     // OP_INSERT; interface::control's unless a plug-in needs more around it.
     virtual int insert_operation(void const* in, void* out, void* extra);
 

@@ -42,6 +42,35 @@ std::string create_unique_latest_row_index() {
            "(Provider, Hostname, OptionID, Unique_timestamp DESC)";
 }
 
+std::string passing_run_index_name() { return table_name + "_passed"; }
+
+std::string create_passing_run_index() {
+    return "CREATE INDEX IF NOT EXISTS " + passing_run_index_name() + " ON " + table_name +
+           "(Provider, Hostname, OptionID, Unique_timestamp) WHERE Exit_status = 0";
+}
+
+namespace {
+
+std::string pair_condition(bool null_option) {
+    return std::string("Provider = ? AND Hostname = ? AND ") +
+           (null_option ? "OptionID IS NULL" : "OptionID = ?");
+}
+
+}  // namespace
+
+std::string last_pass_query(bool null_option) {
+    // "Exit_status = 0" written as the index's own condition, so that both
+    // database systems see that the partial index holds every row asked for.
+    return "SELECT max(Unique_timestamp) FROM " + table_name + " WHERE " +
+           pair_condition(null_option) + " AND Exit_status = 0";
+}
+
+std::string first_run_from_query(bool null_option) {
+    return "SELECT Unique_timestamp, rowid, Timestamp FROM " + table_name + " WHERE " +
+           pair_condition(null_option) +
+           " AND Unique_timestamp >= ? ORDER BY Unique_timestamp, rowid LIMIT 1";
+}
+
 std::string state_table_name() { return table_name + "_state"; }
 
 std::string latest_rows_from_state_head() {

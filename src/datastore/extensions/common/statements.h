@@ -39,6 +39,26 @@ std::string create_latest_row_index();
 // from other programs, and stay as they wrote them.
 std::string create_unique_latest_row_index();
 
+// "provider_datastore_passed", the partial index of the passing runs
+// (Exit_status 0) on (Provider, Hostname, OptionID, Unique_timestamp), which
+// finds a pair's last passing run in one lookup however long its history.
+std::string passing_run_index_name();
+// Its DDL, "CREATE INDEX IF NOT EXISTS ... WHERE Exit_status = 0", without a
+// terminating ";"; SQLite and PostgreSQL take the same text.
+std::string create_passing_run_index();
+
+// The lookups of OP_FAILING_SINCE over the provider table, with plain "?"
+// markers bound in this order: Provider, Hostname, then OptionID unless
+// `null_option` (then the rows whose OptionID is NULL are looked up), then
+// the lookup's own value. Without a terminating ";".
+// The greatest Unique_timestamp of the pair's passing runs, a NULL when none
+// passed; the index of passing runs answers it in one lookup.
+std::string last_pass_query(bool null_option);
+// Unique_timestamp, rowid and Timestamp of the pair's run with the least
+// Unique_timestamp not below the last parameter, the first stored among
+// equal stamps; the latest-row index finds it without a scan.
+std::string first_run_from_query(bool null_option);
+
 // "provider_datastore_state": the latest record of every (Provider,
 // Hostname, OptionID) of the provider table, as (Provider, Hostname,
 // OptionID, Unique_timestamp, latest_rowid), kept by the database's own

@@ -210,6 +210,18 @@ std::vector<std::string> latest_state_statements(Dbms dbms) {
     return {};
 }
 
+std::vector<std::string> passing_run_index_statements(Dbms dbms) {
+    switch (dbms) {
+        case Dbms::postgresql:
+            return {"BEGIN", postgresql_schema_lock, common::create_passing_run_index(), "COMMIT"};
+        case Dbms::sqlite:
+            return {common::create_passing_run_index()};
+        case Dbms::other:
+            break;
+    }
+    return {};
+}
+
 std::vector<std::string> schema_statements(Dbms dbms) {
     if (dbms == Dbms::postgresql) {
         return postgresql_schema();
@@ -229,10 +241,11 @@ std::pair<std::string, std::string> schema_presence_query(Dbms dbms) {
         "SELECT (SELECT count(*) FROM pg_class WHERE pg_table_is_visible(oid) AND relname IN "
         "('" +
             table_name + "', '" + table_view + "', '" + table_baseline + "', '" +
-            common::latest_row_index_name() + "', '" + state + "')) + GREATEST((" +
+            common::latest_row_index_name() + "', '" + state + "', '" +
+            common::passing_run_index_name() + "')) + GREATEST((" +
             postgresql_unique_latest_index_query() +
             "), (SELECT count(*) FROM pg_trigger WHERE tgname = '" + skip_retried_name() + "'))",
-        "6"};
+        "7"};
 }
 
 }  // namespace vexa::datastore::odbc_plugin

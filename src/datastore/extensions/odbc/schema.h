@@ -1,7 +1,7 @@
 // The schema an ODBC instance creates when writable, in the dialect of its
 // database system: the provider table, its view, the baseline table, the
-// latest-row index, the run-key index (or the trigger standing in for it)
-// and the latest-row state with its triggers.
+// latest-row index, the run-key index (or the trigger standing in for it),
+// the latest-row state with its triggers and the index of passing runs.
 #ifndef VEXA_ODBC_PLUGIN_SCHEMA_H_
 #define VEXA_ODBC_PLUGIN_SCHEMA_H_
 
@@ -48,6 +48,10 @@ std::vector<std::string> skip_retried_statements(Dbms dbms);
 // run them one after the other. Empty where the database system is not
 // known.
 std::vector<std::string> latest_state_statements(Dbms dbms);
+
+// The index of passing runs; like the state's statements, none of them
+// creates anything twice. Empty where the database system is not known.
+std::vector<std::string> passing_run_index_statements(Dbms dbms);
 
 }  // namespace vexa::datastore::odbc_plugin
 

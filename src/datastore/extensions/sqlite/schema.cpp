@@ -67,6 +67,27 @@ void create_latest_state(::sqlite3* db, std::string const& path) {
                        " ms");
 }
 
+bool has_passing_run_index(::sqlite3* db) {
+    return integer_of(db,
+                      "SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name = '" +
+                          common::passing_run_index_name() + "';",
+                      0) != 0;
+}
+
+// Builds the index of passing runs, unless it exists; on a large file this
+// reads the whole table once, so it is logged with its time.
+void create_passing_run_index(::sqlite3* db, std::string const& path) {
+    if (has_passing_run_index(db)) {
+        return;
+    }
+    auto const started = std::chrono::steady_clock::now();
+    execute(db, common::create_passing_run_index() + ";");
+    auto const elapsed = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - started);
+    log_info(path, "index " + common::passing_run_index_name() + " of passing runs created in " +
+                       std::to_string(elapsed.count()) + " ms");
+}
+
 }  // namespace
 
 void create_schema(::sqlite3* db, std::string const& path) {
@@ -77,7 +98,7 @@ void create_schema(::sqlite3* db, std::string const& path) {
     // group, so the latest-row query takes the other columns from the group's
     // first row and visits the table once per group rather than once per row.
     execute(db, common::create_latest_row_index() + ";");
-    if (latest_index_is_unique(db) && has_latest_state(db)) {
+    if (latest_index_is_unique(db) && has_latest_state(db) && has_passing_run_index(db)) {
         return;
     }
     // The write lock first: another process may be opening the same file, and
@@ -86,6 +107,7 @@ void create_schema(::sqlite3* db, std::string const& path) {
     try {
         keep_retries_out(db, path);
         create_latest_state(db, path);
+        create_passing_run_index(db, path);
         execute(db, "COMMIT;");
     } catch (...) {
         sqlite3_exec(db, "ROLLBACK;", nullptr, nullptr, nullptr);

@@ -9,11 +9,12 @@
 namespace vexa::datastore::sqlite_plugin {
 
 // Creates whatever is missing of the provider table, the baseline table, the
-// view every read goes through, the latest-row index, the run-key index and
-// the latest-row state. A file that holds one run twice keeps its rows and
-// gets a trigger skipping retried records instead of the run-key index; a
-// file without the state gets it filled in one transaction. Both are logged
-// at level 6 for the file `path`. Throws std::runtime_error with SQLite's
+// view every read goes through, the latest-row index, the run-key index, the
+// latest-row state and the index of passing runs. A file that holds one run
+// twice keeps its rows and gets a trigger skipping retried records instead
+// of the run-key index; a file without the state gets it filled in one
+// transaction, and one without the index of passing runs gets it built. All
+// three are logged at level 6 for the file `path`. Throws std::runtime_error with SQLite's
 // text.
 void create_schema(::sqlite3* db, std::string const& path);
 

@@ -65,6 +65,9 @@ class SqliteExtension : public common::PluginExtension {
     bool begin_batch() override;
     bool commit_batch() override;
     int prune_operation(PruneRequest const& request, std::uint64_t& removed) override;
+    // In failing_since.cpp.
+    int failing_since_operation(std::vector<RunPairBound> const& pairs,
+                                std::vector<RunPairHistory>& out) override;
 
     void close() noexcept;
 
