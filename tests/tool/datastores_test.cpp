@@ -30,7 +30,8 @@ TEST_F(ToolWithKnownRows, RowsOfSeveralDatastoresAreMergedAndNamed) {
                     {"passed", 1},
                     {"failed", 2},
                     {"newest", 1700000600},
-                    {"failed_hosts", {"node001", "node003"}}}),
+                    {"failed_hosts", {"node001", "node003"}},
+                    {"failing_since", {1700000600, 1700000300}}}),
               summary[0]);
 
     // A table names the datastore in a column of its own; merged rows are

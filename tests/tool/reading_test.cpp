@@ -121,13 +121,13 @@ TEST_F(ToolInScratchHome, SummaryFailedListsOnlyFailuresAndEveryFailedHost) {
     std::int64_t const now = 1700000000;
     output_of({"insert"}, records_relative_to(now));
     EXPECT_EQ(
-        "Provider  hosts  passed  failed  newest\n"
-        "--------  -----  ------  ------  -----------------------\n"
-        "cpu_load      3       2       1  2023-11-14 22:12:20 UTC\n"
-        "memory        3       2       1  2023-11-14 22:12:50 UTC\n"
+        "Provider  hosts  passed  failed  newest                   failing since\n"
+        "--------  -----  ------  ------  -----------------------  -----------------------\n"
+        "cpu_load      3       2       1  2023-11-14 22:12:20 UTC  2023-11-14 21:53:20 UTC\n"
+        "memory        3       2       1  2023-11-14 22:12:50 UTC  2023-11-14 21:11:40 UTC\n"
         "\n"
-        "cpu_load failed on: node002\n"
-        "memory failed on: node003\n",
+        "cpu_load failed on: node002 (since 2023-11-14 21:53:20 UTC)\n"
+        "memory failed on: node003 (since 2023-11-14 21:11:40 UTC)\n",
         output_of({"summary", "--failed"}));
 }
 

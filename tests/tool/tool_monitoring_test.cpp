@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <map>
 #include <set>
@@ -131,8 +132,10 @@ TEST_F(MonitoringCommands, CheckIsCriticalWithTheFailingHostsThenTheStaleOnes) {
     EXPECT_EQ(2, outcome.status) << outcome.err;
     EXPECT_EQ(
         "VEXA CRITICAL - 1 of 5 hosts failed, 2 stale | failed=1 stale=2 hosts=5\n"
-        "node2 failed: disk_usage (exit 2)\n"
-        "node3 stale: memory (last " +
+        "node2 failed: disk_usage (exit 2, failing since " +
+            local_time(kNow - 60) +
+            ")\n"
+            "node3 stale: memory (last " +
             local_time(kNow - 3600) +
             ")\n"
             "node4 stale: disk_usage (never reported)\n",
@@ -244,6 +247,11 @@ std::set<std::string> expected_samples() {
                        std::to_string(kNow - kCluster[i].age));
         samples.insert("vexa_provider_duration_seconds" + labels + duration.str());
     }
+    // node2's disk_usage never passed: failing since its only run.
+    samples.insert(
+        "vexa_provider_failing_since_timestamp_seconds{provider=\"disk_usage\",host=\"node2\","
+        "datastore=\"vexa_default\"} " +
+        std::to_string(kNow - 60));
     samples.insert("vexa_datastore_up{datastore=\"vexa_default\"} 1");
     return samples;
 }
@@ -269,7 +277,8 @@ TEST_F(MonitoringCommands, MetricsPassPromtoolAndHoldTheLatestResults) {
     EXPECT_EQ(expected_samples(), samples_of(outcome.out));
     for (char const* family :
          {"vexa_provider_exit_status", "vexa_provider_last_run_timestamp_seconds",
-          "vexa_provider_duration_seconds", "vexa_datastore_up"}) {
+          "vexa_provider_duration_seconds", "vexa_provider_failing_since_timestamp_seconds",
+          "vexa_datastore_up"}) {
         EXPECT_NE(std::string::npos, outcome.out.find(std::string("# TYPE ") + family + " gauge\n"))
             << family;
     }
@@ -362,6 +371,9 @@ TEST_F(MonitoringCommands, MetricsOfTheDatastoresThatOpenedAreWrittenAndTheOther
                  std::to_string(kNow),
              "vexa_provider_duration_seconds{provider=\"cpu_load\",host=\"node1\",datastore="
              "\"good\"} 1.5",
+             "vexa_provider_failing_since_timestamp_seconds{provider=\"cpu_load\",host=\"node1\","
+             "datastore=\"good\"} " +
+                 std::to_string(kNow),
              "vexa_datastore_up{datastore=\"good\"} 1",
              "vexa_datastore_up{datastore=\"broken\"} 0"}),
         samples_of(outcome.out));
@@ -372,6 +384,91 @@ TEST_F(MonitoringCommands, MetricsOfTheDatastoresThatOpenedAreWrittenAndTheOther
     EXPECT_EQ(3, check.status);
     EXPECT_EQ(0u, check.out.find("VEXA UNKNOWN - datastore \"broken\" did not open: "))
         << check.out;
+}
+
+// ---- since when a pair has been failing -------------------------------
+
+// Stored out of order: node5 passed ten minutes ago, then failed twice;
+// node6 never passed; node7 failed, then passed.
+std::vector<Result> const kFailingPairs{
+    {"disk_usage", "node5", 2, 120, "/ 99% used"}, {"disk_usage", "node5", 0, 600, "/ 50% used"},
+    {"disk_usage", "node5", 1, 300, "/ 95% used"}, {"disk_usage", "node6", 2, 60, "/ 98% used"},
+    {"disk_usage", "node6", 2, 240, "/ 97% used"}, {"disk_usage", "node7", 0, 60, "/ 40% used"},
+    {"disk_usage", "node7", 1, 180, "/ 96% used"},
+};
+
+TEST_F(MonitoringCommands, CheckSaysSinceWhenEachFailingHostHasBeenFailing) {
+    store(kFailingPairs);
+    auto outcome = run({"check"});
+    EXPECT_EQ(2, outcome.status) << outcome.err;
+    EXPECT_EQ(
+        "VEXA CRITICAL - 2 of 3 hosts failed, 0 stale | failed=2 stale=0 hosts=3\n"
+        "node5 failed: disk_usage (exit 2, failing since " +
+            local_time(kNow - 300) +
+            ")\n"
+            "node6 failed: disk_usage (exit 2, failing since " +
+            local_time(kNow - 240) + ")\n",
+        outcome.out);
+    EXPECT_EQ("", outcome.err);
+}
+
+TEST_F(MonitoringCommands, MetricsGiveTheFailingSinceGaugeOfFailingPairsOnly) {
+    store(kFailingPairs);
+    auto outcome = run({"metrics"});
+    ASSERT_EQ(0, outcome.status) << outcome.err;
+    auto promtool = run_program({{"promtool", "check", "metrics"}, {}, outcome.out});
+    EXPECT_EQ(0, promtool.status) << promtool.out << promtool.err;
+    std::vector<std::string> family;
+    for (auto const& line : lines_of(outcome.out)) {
+        if (line.find("vexa_provider_failing_since_timestamp_seconds") != std::string::npos) {
+            family.push_back(line);
+        }
+    }
+    EXPECT_EQ((std::vector<std::string>{
+                  "# HELP vexa_provider_failing_since_timestamp_seconds Time of the first run "
+                  "after the last passing run of a failing provider on a host, in seconds since "
+                  "the epoch.",
+                  "# TYPE vexa_provider_failing_since_timestamp_seconds gauge",
+                  "vexa_provider_failing_since_timestamp_seconds{provider=\"disk_usage\",host="
+                  "\"node5\",datastore=\"vexa_default\"} " +
+                      std::to_string(kNow - 300),
+                  "vexa_provider_failing_since_timestamp_seconds{provider=\"disk_usage\",host="
+                  "\"node6\",datastore=\"vexa_default\"} " +
+                      std::to_string(kNow - 240)}),
+              family);
+}
+
+// As the page's script writes local times.
+std::string page_time(std::int64_t seconds) {
+    std::string text = local_time(seconds);
+    return text.substr(0, text.size() - 4);  // without " UTC"
+}
+
+TEST_F(MonitoringCommands, ReportHoverOfAFailingCellSaysSinceWhen) {
+    store(kFailingPairs);
+    std::string const page = file("failing.html");
+    ASSERT_EQ(0, run({"report", "--html", page}).status);
+    setenv("TZ", "UTC", 1);  // the page shows the browser's local times
+    TempDir profile;
+    HeadlessBrowser browser(profile.path(), 1000, 700);
+    browser.open("file://" + page);
+    int presses = 0;
+    while (browser.evaluate("document.activeElement.tagName") != "TD" && presses < 20) {
+        browser.press("Tab");
+        ++presses;
+    }
+    ASSERT_EQ("TD", browser.evaluate("document.activeElement.tagName"));
+    std::string const tip = "document.getElementById('tip').textContent";
+    EXPECT_EQ("node5 \u00b7 disk_usage\n\u2717 failed, exit status 2\n" + page_time(kNow - 120) +
+                  " (2 min before the report), took 0.25 s\nfailing since " +
+                  page_time(kNow - 300) +
+                  " (5 min before the report)\ndatastore vexa_default\n/ 99% used",
+              browser.evaluate(tip).get<std::string>());
+    browser.press("ArrowDown");
+    browser.press("ArrowDown");
+    auto const passed = browser.evaluate(tip).get<std::string>();
+    EXPECT_EQ(0u, passed.find("node7 \u00b7 disk_usage\n\u2713 passed")) << passed;
+    EXPECT_EQ(std::string::npos, passed.find("failing since")) << passed;
 }
 
 // ---- report -------------------------------------------------------------

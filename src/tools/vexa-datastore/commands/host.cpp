@@ -1,4 +1,5 @@
-// The host command: everything known about hosts, one line per provider.
+// The host command: everything known about hosts, one line per provider,
+// and since when each failing one has been failing.
 #include "commands/commands.h"
 #include "output/rows.h"
 #include "support/open_datastores.h"
@@ -19,7 +20,8 @@ void add_host_options(CLI::App* command) {
 int run_host(GlobalOptions const& global) {
     std::size_t failed = open_datastores(global.config_file, Access::read);
     auto rows = latest_rows({}, hosts);
-    print_rows(rows, global);
+    order_rows(rows, global);
+    print_latest_rows(rows, failing_since_of(rows), global);
     return failed == 0 ? 0 : 1;
 }
 

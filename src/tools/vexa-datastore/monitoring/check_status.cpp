@@ -26,8 +26,9 @@ std::string status_line(CheckStatus status, std::string const& text) {
     return std::string("VEXA ") + status_word(status) + " - " + text;
 }
 
-// "disk_usage (exit 2), memory (exit 1)" or "cpu_load (last 2026-11-22 04:21:57), ntp_sync
-// (never reported)": the cells of host `h` in `state`.
+// "disk_usage (exit 2, failing since 2026-11-25 10:00:00 UTC), memory (exit
+// 1)" or "cpu_load (last 2026-11-22 04:21:57), ntp_sync (never reported)": the
+// cells of host `h` in `state`; "failing since" where it is known.
 std::string cells_text(HealthGrid const& grid, std::size_t h, CellState state) {
     std::string text;
     for (std::size_t p = 0; p < grid.providers.size(); ++p) {
@@ -40,7 +41,11 @@ std::string cells_text(HealthGrid const& grid, std::size_t h, CellState state) {
         if (cell.row == nullptr) {
             text += "never reported)";
         } else if (state == CellState::failed) {
-            text += "exit " + std::to_string(cell.row->Exit_status) + ")";
+            text += "exit " + std::to_string(cell.row->Exit_status);
+            if (auto since = grid.since(cell)) {
+                text += ", failing since " + readable_time(*since, false);
+            }
+            text += ")";
         } else {
             text += "last " + readable_time(cell.row->Timestamp, false) + ")";
         }

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,9 +35,19 @@ struct HealthGrid {
     std::vector<std::string> hosts;
     std::vector<datastore::Row> rows;  // the latest rows the cells point into
     std::vector<GridCell> cells;       // hosts.size() x providers.size(), host by host
+    // Per row, since when its pair has been failing (nullopt: passed or
+    // unknown); empty when nobody looked it up.
+    std::vector<std::optional<std::int64_t>> failing_since;
 
     GridCell const& at(std::size_t host, std::size_t provider) const {
         return cells[host * providers.size() + provider];
+    }
+    // Since when the result of `cell` has been failing, if known.
+    std::optional<std::int64_t> since(GridCell const& cell) const {
+        if (cell.row == nullptr || failing_since.empty()) {
+            return std::nullopt;
+        }
+        return failing_since[static_cast<std::size_t>(cell.row - rows.data())];
     }
 };
 

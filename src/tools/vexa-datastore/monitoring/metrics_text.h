@@ -18,7 +18,9 @@ struct DatastoreUp {
 
 // Three gauges per reported cell of `grid`, labelled provider, host and
 // datastore: vexa_provider_exit_status, vexa_provider_last_run_timestamp_seconds
-// and vexa_provider_duration_seconds; then vexa_datastore_up per datastore.
+// and vexa_provider_duration_seconds; then, per failing cell whose start is
+// known, vexa_provider_failing_since_timestamp_seconds with the same labels;
+// then vexa_datastore_up per datastore.
 // Each family has its HELP and TYPE lines; label values are escaped.
 void write_metrics(HealthGrid const& grid, std::vector<DatastoreUp> const& datastores,
                    std::ostream& out);

@@ -8,7 +8,9 @@ HealthGrid read_health_grid(std::vector<std::string> const& providers, std::int6
                             std::int64_t stale_after) {
     auto names = providers.empty() ? stored_providers() : providers;
     auto rows = names.empty() ? std::vector<datastore::Row>{} : latest_rows(names, {});
-    return make_health_grid(std::move(rows), std::move(names), now, stale_after);
+    auto grid = make_health_grid(std::move(rows), std::move(names), now, stale_after);
+    grid.failing_since = failing_since_of(grid.rows);
+    return grid;
 }
 
 }  // namespace vexa::tool

@@ -12,7 +12,8 @@
 namespace vexa::tool {
 
 // The latest result of `providers` (every stored provider when empty) on
-// every host, from the open datastores of the registry, as of `now`.
+// every host, from the open datastores of the registry, as of `now`, with
+// since when each failing result has been failing.
 // Throws std::runtime_error naming the datastore whose query failed.
 HealthGrid read_health_grid(std::vector<std::string> const& providers, std::int64_t now,
                             std::int64_t stale_after);

@@ -84,7 +84,9 @@ std::string excerpt(Row const& row) {
 // What the page's script needs: the hosts in order (failing first), each host's
 // cell states as one letter per provider, and per cell null (never
 // reported) or [age in seconds, exit status, duration, datastore index,
-// excerpt]. Ages instead of times keep a large page small.
+// excerpt], followed by the age of the first failing run for a result that
+// has been failing since a known time. Ages instead of times keep a large
+// page small.
 json page_data(HealthGrid const& grid, std::int64_t now, std::int64_t stale_after) {
     std::map<std::string, std::size_t> datastore_index;
     json datastores = json::array();
@@ -105,8 +107,13 @@ json page_data(HealthGrid const& grid, std::int64_t now, std::int64_t stale_afte
             if (added) {
                 datastores.push_back(cell.row->datastore_source);
             }
-            cells.push_back(json::array({now - cell.row->Timestamp, cell.row->Exit_status,
-                                         cell.row->Duration, entry->second, excerpt(*cell.row)}));
+            json details_of_cell =
+                json::array({now - cell.row->Timestamp, cell.row->Exit_status, cell.row->Duration,
+                             entry->second, excerpt(*cell.row)});
+            if (auto since = grid.since(cell)) {
+                details_of_cell.push_back(now - *since);
+            }
+            cells.push_back(std::move(details_of_cell));
         }
         states.push_back(std::move(letters));
         details.push_back(std::move(cells));

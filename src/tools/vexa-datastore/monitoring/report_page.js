@@ -189,6 +189,10 @@
     lines.push(SYMBOL[s] + " " + LABEL[s] + ", exit status " + cell[1]);
     lines.push(when(data.now - cell[0]) + " (" + age(cell[0]) + " before the report), took " +
       cell[2] + " s");
+    if (cell.length > 5) {
+      lines.push("failing since " + when(data.now - cell[5]) + " (" + age(cell[5]) +
+        " before the report)");
+    }
     lines.push("datastore " + data.datastores[cell[3]]);
     if (cell[4]) lines.push(cell[4]);
     return lines;

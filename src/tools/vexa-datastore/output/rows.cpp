@@ -81,4 +81,24 @@ void print_rows(std::vector<Row>& rows, GlobalOptions const& global) {
     output->finish();
 }
 
+void print_latest_rows(std::vector<Row> const& rows,
+                       std::vector<std::optional<std::int64_t>> const& since,
+                       GlobalOptions const& global) {
+    bool const any_failed =
+        std::any_of(rows.begin(), rows.end(), [](Row const& row) { return row.Exit_status != 0; });
+    auto columns = row_columns(global);
+    if (any_failed) {
+        columns.emplace_back(global.format == Format::table ? "failing since" : "failing_since");
+    }
+    auto output = open_output(std::move(columns), global);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        auto cells = row_cells(rows[i], global);
+        if (any_failed) {
+            cells.push_back(since[i] ? time_cell(*since[i], global) : Cell());
+        }
+        output->row(cells);
+    }
+    output->finish();
+}
+
 }  // namespace vexa::tool

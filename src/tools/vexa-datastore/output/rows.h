@@ -2,6 +2,8 @@
 #ifndef VEXA_TOOLS_VEXA_DATASTORE_ROWS_H_
 #define VEXA_TOOLS_VEXA_DATASTORE_ROWS_H_
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,6 +28,14 @@ void order_rows(std::vector<datastore::Row>& rows, GlobalOptions const& global);
 
 // Writes `rows` to standard output row by row, in the order of order_rows.
 void print_rows(std::vector<datastore::Row>& rows, GlobalOptions const& global);
+
+// Writes latest `rows` in their order, as print_rows does, and when any of
+// them failed, a last column "failing since" ("failing_since" outside
+// tables) with since when each has been failing: since[i] for rows[i], an
+// empty cell (null) for a row that passed or whose start is unknown.
+void print_latest_rows(std::vector<datastore::Row> const& rows,
+                       std::vector<std::optional<std::int64_t>> const& since,
+                       GlobalOptions const& global);
 
 }  // namespace vexa::tool
 

@@ -18,8 +18,11 @@ struct SummaryOptions {
 // One line per provider (those named in `options`, or every provider stored):
 // hosts with a result, how many passed (exit status 0) and failed, the
 // newest time stamp. With only_failed, only providers with failures, each
-// with every failed host: a column of the other formats, whole lines after
-// the table. Reads the open datastores of the registry.
+// with every failed host and since when it has been failing: columns
+// "failed_hosts" and "failing_since" (one time per host, null when unknown)
+// in the other formats; in a table, a column "failing since" (the earliest
+// of its hosts) and whole lines after it. Reads the open datastores of the
+// registry.
 void print_summary(GlobalOptions const& global, SummaryOptions const& options);
 
 }  // namespace vexa::tool

@@ -88,4 +88,20 @@ std::vector<Row> latest_rows(std::vector<std::string> providers,
     return rows;
 }
 
+std::vector<std::optional<std::int64_t>> failing_since_of(std::vector<Row> const& latest) {
+    std::set<std::string> failing_providers;
+    for (auto const& row : latest) {
+        if (row.Exit_status != 0) {
+            failing_providers.insert(row.Provider);
+        }
+    }
+    std::vector<std::optional<std::int64_t>> since;
+    std::vector<datastore::DatastoreFailure> failures;
+    datastore::failing_since(latest, since, &failures);
+    since.resize(latest.size());  // one per row even when no datastore answered
+    note_failures(failures, "the failing-since look-up of " +
+                                quoted_list({failing_providers.begin(), failing_providers.end()}));
+    return since;
+}
+
 }  // namespace vexa::tool

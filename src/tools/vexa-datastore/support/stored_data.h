@@ -4,6 +4,8 @@
 #ifndef VEXA_TOOLS_VEXA_DATASTORE_SUPPORT_STORED_DATA_H_
 #define VEXA_TOOLS_VEXA_DATASTORE_SUPPORT_STORED_DATA_H_
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,14 @@ void require_stored(std::vector<std::string> const& providers);
 // each of `hosts` (empty: every host), from the datastores that answered.
 std::vector<datastore::Row> latest_rows(std::vector<std::string> providers,
                                         std::vector<std::string> const& hosts);
+
+// For each of `latest` (as latest_rows gives them, in that order), the
+// Timestamp since which its provider, host and option has been failing:
+// nullopt for a passing row, and for a failing one that no datastore could
+// look up (a datastore that does not keep history answers nothing). One
+// call of the library's failing_since() for all of them.
+std::vector<std::optional<std::int64_t>> failing_since_of(
+    std::vector<datastore::Row> const& latest);
 
 }  // namespace vexa::tool
 
