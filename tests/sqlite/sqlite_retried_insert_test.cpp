@@ -121,8 +121,10 @@ TEST_F(SqliteRetriedInsert, TheIndexReplacesTheTriggerOnceTheDuplicatesAreGone) 
 
     open_sqlite("rw", sqlite_params(file_, false));
     PlainConnection db(file_);
-    EXPECT_EQ(db.rows("SELECT name, \"unique\" FROM pragma_index_list('provider_datastore');"),
-              (std::vector<std::string>{"provider_datastore_latest|1"}));
+    EXPECT_EQ(
+        db.rows("SELECT name, \"unique\" FROM pragma_index_list('provider_datastore') "
+                "ORDER BY name;"),
+        (std::vector<std::string>{"provider_datastore_latest|1", "provider_datastore_passed|0"}));
     EXPECT_TRUE(db.rows("SELECT name FROM sqlite_master WHERE name LIKE '%skip_retried';").empty());
 }
 

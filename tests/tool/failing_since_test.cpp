@@ -74,9 +74,9 @@ TEST_F(ToolWithFailingPairs, HostShowsSinceWhenItsFailingProvidersHaveBeenFailin
         "since\n"
         "--------  --------  -----------  -----------------------  ------  ------  "
         "-----------------------\n"
-        "cpu_load  node1               3  2023-11-14 22:15:20 UTC                  2023-11-14 "
+        "cpu_load  node1               1  2023-11-14 22:15:20 UTC                  2023-11-14 "
         "22:14:20 UTC\n"
-        "memory    node1               0  2023-11-14 22:15:20 UTC                  \n",
+        "memory    node1               0  2023-11-14 22:15:20 UTC\n",
         output_of({"host", "node1"}));
     json const rows = json_of({"host", "node1"});
     ASSERT_EQ(2u, rows.size());

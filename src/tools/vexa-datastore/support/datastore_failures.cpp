@@ -29,17 +29,15 @@ std::string DatastoreFailureReport::text() const {
 void note_failures(std::vector<datastore::DatastoreFailure> const& failures,
                    std::string const& request) {
     for (auto const& failure : failures) {
-        bool const known = std::any_of(noted.begin(), noted.end(), [&](auto const& report) {
-            return report.instance_name == failure.instance_name && report.reason == failure.reason;
-        });
-        if (!known) {
+        // A datastore is reported once, by its first failure: what it fails
+        // afterwards in the same command adds nothing the reader can act on.
+        if (!has_failed(failure.instance_name)) {
             noted.push_back({failure.instance_name, request, failure.reason});
         }
     }
     if (!failures.empty() && failures.size() == datastores_holding_data()) {
         auto const first = std::find_if(noted.begin(), noted.end(), [&](auto const& report) {
-            return report.instance_name == failures.front().instance_name &&
-                   report.reason == failures.front().reason;
+            return report.instance_name == failures.front().instance_name;
         });
         throw NoDatastoreAnswered(first->text());
     }

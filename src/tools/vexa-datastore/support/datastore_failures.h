@@ -28,8 +28,8 @@ struct NoDatastoreAnswered : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// Notes `failures` of the read described by `request`, each (datastore,
-// reason) once per command. Throws NoDatastoreAnswered when every datastore
+// Notes `failures` of the read described by `request`, each datastore once
+// per command (by its first failure). Throws NoDatastoreAnswered when every datastore
 // holding data is among them.
 void note_failures(std::vector<datastore::DatastoreFailure> const& failures,
                    std::string const& request);
