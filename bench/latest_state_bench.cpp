@@ -1,6 +1,8 @@
 #include "latest_state_bench.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 
 #include <datastore/datastore.h>
@@ -39,6 +41,24 @@ double latest_rows_seconds(SoleDatastore& store, std::vector<std::string> const&
             seconds_of([&] { datastore::get_latest_rows_provider_data(providers, rows, ""); });
         require(rows.size() == expected, "latest rows: " + std::to_string(rows.size()) +
                                              " rows, expected " + std::to_string(expected));
+        return seconds;
+    });
+}
+
+// Seconds of failing_since() over the latest rows of `providers`, read
+// beforehand; some of them must be failing.
+double failing_since_seconds(SoleDatastore& store, std::vector<std::string> const& providers) {
+    return store.with([&] {
+        std::vector<datastore::Row> latest;
+        datastore::get_latest_rows_provider_data(providers, latest, "");
+        std::vector<std::optional<std::int64_t>> since;
+        bool answered = false;
+        double const seconds =
+            seconds_of([&] { answered = datastore::failing_since(latest, since); });
+        require(answered, "failing since: no datastore answered");
+        require(
+            std::any_of(since.begin(), since.end(), [](auto const& t) { return t.has_value(); }),
+            "failing since: no failing pair");
         return seconds;
     });
 }
@@ -142,6 +162,13 @@ std::vector<Figure> LatestStateBench::figures() const {
             "latest rows from the state, " + std::to_string(pairs * 3) +
                 " pairs:" + runs_text(long_runs) + " vs" + runs_text(short_runs),
             "ms", history, ms, Figure::Ratio::library_over_baseline, Figure::Goal::at_most, 1.2));
+        PairedSamples const since = measure_paired(
+            repetitions, [&] { return failing_since_seconds(long_store, all_providers); },
+            [&] { return failing_since_seconds(short_store, all_providers); });
+        figures.push_back(paired_figure(
+            "failing since of the failing pairs:" + runs_text(long_runs) + " vs" +
+                runs_text(short_runs),
+            "ms", since, ms, Figure::Ratio::library_over_baseline, Figure::Goal::at_most, 1.2));
         PairedSamples const composed = measure_paired(
             repetitions, [&] { return latest_rows_seconds(long_store, all_providers, pairs); },
             [&] { return latest_rows_seconds(composed_store, all_providers, pairs); });

@@ -1,7 +1,8 @@
 // Figures of the SQLite plug-in's latest-row state, each against a baseline
 // measured in the same run: the latest rows over a long history against a
-// short one, against the composed query, and the price of the state's
-// triggers on inserts, one per call and in a batch.
+// short one, against the composed query, since when the failing pairs have
+// been failing over a long history against a short one, and the price of
+// the state's triggers on inserts, one per call and in a batch.
 #ifndef VEXA_BENCH_LATEST_STATE_BENCH_H_
 #define VEXA_BENCH_LATEST_STATE_BENCH_H_
 
