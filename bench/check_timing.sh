@@ -18,7 +18,9 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 # A store of `runs` runs per pair in $work/RUNS, run after run, the newest a
-# minute ago; every seventh run failed.
+# minute ago; every seventh run of a pair failed, each pair at a phase of
+# its own, so that a seventh of the pairs is failing at the end and the
+# check looks up since when.
 make_store() {
     home=$work/$1
     mkdir -p "$home"
@@ -30,7 +32,7 @@ WITH RECURSIVE n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE i < $hosts 
 INSERT INTO provider_datastore(Provider, Hostname, num_nodes, node_names, Exit_status, Timestamp,
     Duration, Encoding, STDOUT, STDERR, OptionID, version, Username, Unique_timestamp)
 SELECT 'p' || (i % $providers), printf('node%04d', (i / $providers) % $hosts), 1, '',
-    (i / ($providers * $hosts)) % 7 = 0, $now - ($1 - i / ($providers * $hosts)) * 60, 0.5, 0,
+    (i / ($providers * $hosts) + i % ($providers * $hosts)) % 7 = 0, $now - ($1 - i / ($providers * $hosts)) * 60, 0.5, 0,
     'ok', '', 'o', 1, 'u',
     ($now - ($1 - i / ($providers * $hosts)) * 60) * 1000000 + i % ($providers * $hosts)
 FROM n;

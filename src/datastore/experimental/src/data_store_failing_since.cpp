@@ -14,7 +14,6 @@
 #include <datastore/parse_utility.h>
 
 #include "failure_reasons.h"
-#include "operation_messages.h"
 
 namespace vexa::datastore {
 
@@ -29,30 +28,14 @@ struct Answer {
     std::vector<RunPairHistory> histories;
 };
 
-// Asks `handle` OP_FAILING_SINCE for `pairs`; on anything but 0 logs it and
-// files the datastore in `unsupported` or `failures`. Whether it answered.
+// Asks `handle` OP_FAILING_SINCE for `pairs`; a datastore that does not
+// answer is logged and filed in `unsupported` or `failures`. Whether it
+// answered, one history per pair.
 bool ask(DataStoreController& controller, std::string const& name, Handle const& handle,
          std::vector<RunPairBound> const& pairs, std::vector<RunPairHistory>& histories,
          std::vector<DatastoreFailure>* failures, std::vector<std::string>* unsupported) {
-    int result = DataStoreExtension::OPERATION_UNSUCCESSFULL;
-    bool threw = false;
-    try {
-        result = controller.control(handle, OP_FAILING_SINCE, &pairs, &histories, nullptr);
-    } catch (...) {
-        // A plug-in that lets an exception out has failed, like one that says so.
-        threw = true;
-    }
-    detail::log_operation_result(result, OP_FAILING_SINCE, name);
-    if (result == DataStoreExtension::UNSUPPORTED_OPERATION) {
-        if (unsupported != nullptr) {
-            unsupported->push_back(name);
-        }
-    } else if (threw) {
-        detail::add_thrown(failures, name);
-    } else if (result != DataStoreExtension::OPERATION_SUCCESSFULL) {
-        detail::add_failure(failures, name, handle, result);
-    }
-    return result == DataStoreExtension::OPERATION_SUCCESSFULL && !threw &&
+    return detail::control_and_file(controller, name, handle, OP_FAILING_SINCE, &pairs, &histories,
+                                    failures, unsupported) &&
            histories.size() == pairs.size();
 }
 

@@ -13,7 +13,6 @@
 #include <util/log.h>
 
 #include "failure_reasons.h"
-#include "operation_messages.h"
 
 namespace vexa::datastore {
 
@@ -45,25 +44,9 @@ bool run_everywhere(unsigned short opcode, void const* in, std::vector<std::stri
         }
         std::string const& name = datastore.first.instance_name;
         Answer answer{};
-        int result = DataStoreExtension::OPERATION_UNSUCCESSFULL;
-        bool threw = false;
-        try {
-            result = controller->control(datastore.second, opcode, in, &answer, nullptr);
-        } catch (...) {
-            // A plug-in that lets an exception out has failed, like one that says so.
-            threw = true;
-        }
-        detail::log_operation_result(result, opcode, name);
-        if (result == DataStoreExtension::UNSUPPORTED_OPERATION) {
-            if (unsupported != nullptr) {
-                unsupported->push_back(name);
-            }
-        } else if (threw) {
-            detail::add_thrown(failures, name);
-        } else if (result != DataStoreExtension::OPERATION_SUCCESSFULL) {
-            detail::add_failure(failures, name, datastore.second, result);
-        }
-        if (result == DataStoreExtension::OPERATION_SUCCESSFULL && take(name, std::move(answer))) {
+        if (detail::control_and_file(*controller, name, datastore.second, opcode, in, &answer,
+                                     failures, unsupported) &&
+            take(name, std::move(answer))) {
             kept = true;
         }
     }

@@ -6,6 +6,8 @@
 
 #include <datastore/operations.h>
 
+#include "operation_messages.h"
+
 namespace vexa::datastore::detail {
 
 namespace {
@@ -76,6 +78,31 @@ void remember_open_result(std::string const& name, std::optional<DatastoreFailur
     } else {
         open_failures.erase(name);
     }
+}
+
+bool control_and_file(DataStoreController& controller, std::string const& name,
+                      std::weak_ptr<DataStoreExtension> const& handle, unsigned short opcode,
+                      void const* in, void* out, std::vector<DatastoreFailure>* failures,
+                      std::vector<std::string>* unsupported) {
+    int result = DataStoreExtension::OPERATION_UNSUCCESSFULL;
+    bool threw = false;
+    try {
+        result = controller.control(handle, opcode, in, out, nullptr);
+    } catch (...) {
+        // A plug-in that lets an exception out has failed, like one that says so.
+        threw = true;
+    }
+    log_operation_result(result, opcode, name);
+    if (result == DataStoreExtension::UNSUPPORTED_OPERATION) {
+        if (unsupported != nullptr) {
+            unsupported->push_back(name);
+        }
+    } else if (threw) {
+        add_thrown(failures, name);
+    } else if (result != DataStoreExtension::OPERATION_SUCCESSFULL) {
+        add_failure(failures, name, handle, result);
+    }
+    return result == DataStoreExtension::OPERATION_SUCCESSFULL && !threw;
 }
 
 }  // namespace vexa::datastore::detail

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <datastore/controller.h>
 #include <datastore/extension.h>
 #include <datastore/failures.h>
 
@@ -26,6 +27,15 @@ void add_failure(std::vector<DatastoreFailure>* failures, std::string const& nam
 // Appends to `failures`, when not null, the entry of the datastore `name`
 // that let an exception out of control().
 void add_thrown(std::vector<DatastoreFailure>* failures, std::string const& name) noexcept;
+
+// Runs `opcode` with `in` and `out` on the datastore `name` through
+// `controller`, logs its result as the front end logs every answer, and
+// files a datastore that did not answer 0: in `unsupported` (when not null)
+// for 512, else in `failures` with its reason. Whether it answered 0.
+bool control_and_file(DataStoreController& controller, std::string const& name,
+                      std::weak_ptr<DataStoreExtension> const& handle, unsigned short opcode,
+                      void const* in, void* out, std::vector<DatastoreFailure>* failures,
+                      std::vector<std::string>* unsupported);
 
 // Remembers how the latest attempt to open `name` ended, for open_failure():
 // nothing to remember when `failure` is nullopt (it opened).

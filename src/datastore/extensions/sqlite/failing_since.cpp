@@ -83,10 +83,7 @@ int SqliteExtension::failing_since_operation(std::vector<RunPairBound> const& pa
     if (db_ == nullptr) {
         return OPERATION_UNSUCCESSFULL;
     }
-    if (inserted_since_analysis_) {
-        refresh_planner_statistics(db_.get());
-        inserted_since_analysis_ = false;
-    }
+    refresh_statistics_after_inserts();
     out = within_time_limit(db_.get(), time_limit(), [&] {
         SqlitePairLookups lookups(db_.get());
         return common::look_up_pairs(pairs, lookups);

@@ -111,16 +111,20 @@ std::string SqliteExtension::describe() const {
     return "sqlite3 " + path_ + (read_only_ ? " (read-only)" : " (read-write)");
 }
 
+void SqliteExtension::refresh_statistics_after_inserts() {
+    if (inserted_since_analysis_) {
+        refresh_planner_statistics(db_.get());
+        inserted_since_analysis_ = false;
+    }
+}
+
 bool SqliteExtension::select(std::string query, std::vector<Row>& out,
                              std::map<std::string, int> const& fields) {
     std::lock_guard<FairMutex> const lock(mutex_);
     if (db_ == nullptr) {
         return false;
     }
-    if (inserted_since_analysis_) {
-        refresh_planner_statistics(db_.get());
-        inserted_since_analysis_ = false;
-    }
+    refresh_statistics_after_inserts();
     return logging_failure(path_, [&] {
         return within_time_limit(db_.get(), time_limit(), [&] {
             ReadAuthorizer const authorizer(db_.get());

@@ -70,6 +70,9 @@ class SqliteExtension : public common::PluginExtension {
                                 std::vector<RunPairHistory>& out) override;
 
     void close() noexcept;
+    // After inserts, a read first refreshes the query planner's statistics
+    // (the lock held), so that its plan fits the table as it is now.
+    void refresh_statistics_after_inserts();
 
     // One connection and its prepared statements serve every thread of the
     // process: each public operation that touches them holds this lock, and

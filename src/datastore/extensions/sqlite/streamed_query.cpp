@@ -56,10 +56,7 @@ int SqliteExtension::stream_query_operation(StreamRequest const& request, Stream
     if (db_ == nullptr) {
         return OPERATION_UNSUCCESSFULL;
     }
-    if (inserted_since_analysis_) {
-        refresh_planner_statistics(db_.get());
-        inserted_since_analysis_ = false;
-    }
+    refresh_statistics_after_inserts();
     // The limit covers the whole read, the time the caller takes over each
     // block included.
     within_time_limit(db_.get(), time_limit(), [&] { read_in_blocks(db_.get(), request, blocks); });
