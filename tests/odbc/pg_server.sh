@@ -15,28 +15,13 @@
 # Run as root, the server runs as the `postgres` account.
 set -euo pipefail
 
-bin=/usr/lib/postgresql/15/bin
+source "$(dirname "${BASH_SOURCE[0]}")/server_account.sh"
 drivers=/usr/lib/x86_64-linux-gnu/odbc
 action=${1:?usage: pg_server.sh start|stop STATE_DIR}
 state=${2:?usage: pg_server.sh start|stop STATE_DIR}
 
-as_server() {
-  if [ "$(id -u)" -eq 0 ]; then
-    runuser -u postgres -- "$@"
-  else
-    "$@"
-  fi
-}
-
 stop() {
-  [ -f "$state/server" ] || return 0
-  local dir
-  dir=$(cat "$state/server")
-  if [ -f "$dir/data/postmaster.pid" ]; then
-    as_server "$bin/pg_ctl" -D "$dir/data" -m immediate -w stop >/dev/null 2>&1 || true
-  fi
-  rm -rf "$dir"
-  rm -f "$state/server"
+  stop_server_named_in "$state/server"
 }
 
 # Starts the server of `dir` on `port`; false when it will not start.

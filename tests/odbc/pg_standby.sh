@@ -14,27 +14,13 @@
 # standby runs as the `postgres` account.
 set -euo pipefail
 
-bin=/usr/lib/postgresql/15/bin
+source "$(dirname "${BASH_SOURCE[0]}")/server_account.sh"
 action=${1:?usage: pg_standby.sh start|stop STATE_DIR}
 state=${2:?usage: pg_standby.sh start|stop STATE_DIR}
 
-as_server() {
-  if [ "$(id -u)" -eq 0 ]; then
-    runuser -u postgres -- "$@"
-  else
-    "$@"
-  fi
-}
-
 stop() {
-  [ -f "$state/standby" ] || return 0
-  local dir
-  dir=$(cat "$state/standby")
-  if [ -f "$dir/data/postmaster.pid" ]; then
-    as_server "$bin/pg_ctl" -D "$dir/data" -m immediate -w stop >/dev/null 2>&1 || true
-  fi
-  rm -rf "$dir"
-  rm -f "$state/standby" "$state/standby_port"
+  stop_server_named_in "$state/standby"
+  rm -f "$state/standby_port"
 }
 
 start() {

@@ -18,13 +18,7 @@ set -euo pipefail
 action=${1:?usage: pgbouncer.sh start STATE_DIR POOL_SIZE | stop STATE_DIR}
 state=${2:?usage: pgbouncer.sh start STATE_DIR POOL_SIZE | stop STATE_DIR}
 
-as_server() {
-  if [ "$(id -u)" -eq 0 ]; then
-    runuser -u postgres -- "$@"
-  else
-    "$@"
-  fi
-}
+source "$(dirname "${BASH_SOURCE[0]}")/server_account.sh"
 
 stop() {
   [ -f "$state/pooler" ] || return 0

@@ -34,21 +34,9 @@ server -d postgres -c "CREATE DATABASE vexa_pooled"
 export ODBCSYSINI=$state VEXA_DATASTORE_CONFIG=
 
 # One group document per way of reaching the pooler.
-configure() {
-  local name=$1 parameters=$2
-  cat >"$work/$name.xml" <<XML
-<configuration instance_name="$name" type="odbc" source_types="data" source_parameters="$parameters"/>
-XML
-  cat >"$work/$name-datastores.xml" <<XML
-<datastores>
-  <group path="datastore/quarn64">
-    <entry config_file="$name.xml" config_path="$work">libodbc.so</entry>
-  </group>
-</datastores>
-XML
-}
-configure pooled vexa_pooled
-configure reader "vexa_pooled|read_only=true"
+source "$here/odbc_datastore.sh"
+write_odbc_datastore "$work" pooled vexa_pooled
+write_odbc_datastore "$work" reader "vexa_pooled|read_only=true"
 vexa() {
   local name=$1
   shift

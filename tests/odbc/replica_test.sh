@@ -29,22 +29,10 @@ psql -X -q -h 127.0.0.1 -p "$(cat "$state/port")" -U postgres -d postgres \
 "$here/pg_standby.sh" start "$state"
 export ODBCSYSINI=$state VEXA_DATASTORE_CONFIG=
 
-configure() {
-  local name=$1 parameters=$2
-  cat >"$work/$name.xml" <<XML
-<configuration instance_name="$name" type="odbc" source_types="data" source_parameters="$parameters"/>
-XML
-  cat >"$work/$name-datastores.xml" <<XML
-<datastores>
-  <group path="datastore/quarn64">
-    <entry config_file="$name.xml" config_path="$work">libodbc.so</entry>
-  </group>
-</datastores>
-XML
-}
-configure primary "DSN=vexa_pg;Database=vexa_replica"
-configure replica "DSN=vexa_standby;Database=vexa_replica|read_only=true"
-configure misdirected "DSN=vexa_standby;Database=vexa_replica"
+source "$here/odbc_datastore.sh"
+write_odbc_datastore "$work" primary "DSN=vexa_pg;Database=vexa_replica"
+write_odbc_datastore "$work" replica "DSN=vexa_standby;Database=vexa_replica|read_only=true"
+write_odbc_datastore "$work" misdirected "DSN=vexa_standby;Database=vexa_replica"
 vexa() {
   local name=$1
   shift
