@@ -303,7 +303,14 @@ INSTANTIATE_TEST_SUITE_P(Backends, OdbcLatestState, ::testing::Values(false, tru
 // Writers of the same pairs at once, each in its own server session under
 // READ COMMITTED: the triggers' upserts wait for each other and keep the
 // newest whatever the order of commits.
-TEST(OdbcLatestStateOnPostgresql, ConcurrentWritersOfTheSamePairsNeverLoseTheNewest) {
+class OdbcLatestStateOnPostgresql : public ::testing::Test {
+  protected:
+    // The suites of this file share one process under valgrind: the next
+    // one opens "s" again.
+    void TearDown() override { vexa::datastore::DataStoreParseUtility::clear_db_vector(); }
+};
+
+TEST_F(OdbcLatestStateOnPostgresql, ConcurrentWritersOfTheSamePairsNeverLoseTheNewest) {
     std::string const database = vexa::test::fresh_database();
     open_odbc("s", vexa::test::pg_source(database));
     std::vector<std::thread> writers;
