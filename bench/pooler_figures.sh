@@ -29,18 +29,10 @@ export ODBCSYSINI=$state VEXA_DATASTORE_CONFIG=
 
 source=vexa_pooled
 [ "$route" = pooled ] || source="DSN=vexa_pg;Database=vexa_pooled"
-cat >"$work/node.xml" <<XML
-<configuration instance_name="central" type="odbc" source_types="data" source_parameters="$source"/>
-XML
-cat >"$work/datastores.xml" <<XML
-<datastores>
-  <group path="datastore/quarn64">
-    <entry config_file="node.xml" config_path="$work">libodbc.so</entry>
-  </group>
-</datastores>
-XML
+source "$scripts/odbc_datastore.sh"
+write_odbc_datastore "$work" central "$source"
 # The schema exists before the nodes report, as on a running cluster.
-echo '{"Provider":"setup","Hostname":"head"}' | "$tool" --config "$work/datastores.xml" insert >/dev/null
+echo '{"Provider":"setup","Hostname":"head"}' | "$tool" --config "$work/central-datastores.xml" insert >/dev/null
 
 mkdir "$work/runs"
 for ((p = 1; p <= processes; p++)); do
@@ -60,7 +52,7 @@ sampler=$!
 
 start=$(date +%s.%N)
 for ((p = 1; p <= processes; p++)); do
-  "$tool" --config "$work/datastores.xml" insert "$work/runs/$p.jsonl" >"$work/runs/$p.out" 2>&1 &
+  "$tool" --config "$work/central-datastores.xml" insert "$work/runs/$p.jsonl" >"$work/runs/$p.out" 2>&1 &
 done
 failed=0
 for ((p = 1; p <= processes; p++)); do

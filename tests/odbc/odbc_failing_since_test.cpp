@@ -27,31 +27,8 @@ constexpr int kOk = vexa::datastore::DataStoreExtension::OPERATION_SUCCESSFULL;
 constexpr int kFailed = vexa::datastore::DataStoreExtension::OPERATION_UNSUCCESSFULL;
 using vexa::test::psql;
 
-class OdbcFailingSince : public ::testing::TestWithParam<bool> {
+class OdbcFailingSince : public vexa::test::OdbcBackendTest {
   protected:
-    void SetUp() override {
-        if (sqlite()) {
-            file_ = dir_.file("store.db");
-            source_ = vexa::test::sqlite_odbc_source(file_);
-        } else {
-            database_ = vexa::test::fresh_database();
-            source_ = vexa::test::pg_source(database_);
-        }
-    }
-    void TearDown() override { vexa::datastore::DataStoreParseUtility::clear_db_vector(); }
-
-    bool sqlite() const { return GetParam(); }
-
-    // Runs `sql` as another client: the sqlite3 program or psql.
-    void other_client(std::string const& sql) {
-        if (sqlite()) {
-            std::string output;
-            ASSERT_EQ(vexa::test::run_sqlite3_program(file_, sql, output), 0) << output;
-        } else {
-            psql(database_, sql);
-        }
-    }
-
     // The index of passing runs as the database system describes it; "" when
     // it is missing.
     std::string passing_index() {
@@ -98,11 +75,6 @@ class OdbcFailingSince : public ::testing::TestWithParam<bool> {
         }
         return texts;
     }
-
-    vexa::test::TempDir dir_;
-    std::string file_;
-    std::string database_;
-    std::string source_;
 };
 
 TEST_P(OdbcFailingSince, ANewDatabaseHoldsTheIndexOfPassingRuns) {

@@ -79,31 +79,8 @@ std::vector<Row> recomputed_latest(std::vector<Row> const& rows,
     return result;
 }
 
-class OdbcLatestState : public ::testing::TestWithParam<bool> {
+class OdbcLatestState : public vexa::test::OdbcBackendTest {
   protected:
-    void SetUp() override {
-        if (sqlite()) {
-            file_ = dir_.file("store.db");
-            source_ = vexa::test::sqlite_odbc_source(file_);
-        } else {
-            database_ = vexa::test::fresh_database();
-            source_ = vexa::test::pg_source(database_);
-        }
-    }
-    void TearDown() override { vexa::datastore::DataStoreParseUtility::clear_db_vector(); }
-
-    bool sqlite() const { return GetParam(); }
-
-    // Runs `sql` as another client: the sqlite3 program or psql.
-    void other_client(std::string const& sql) {
-        if (sqlite()) {
-            std::string output;
-            ASSERT_EQ(vexa::test::run_sqlite3_program(file_, sql, output), 0) << output;
-        } else {
-            psql(database_, sql);
-        }
-    }
-
     std::vector<Row> all_rows() {
         std::vector<Row> rows;
         EXPECT_EQ(select_query("s", "SELECT * FROM vexa_1", rows), kOk);
@@ -195,11 +172,6 @@ class OdbcLatestState : public ::testing::TestWithParam<bool> {
         EXPECT_EQ(select_query("s", "SELECT count(*) AS rowid FROM " + table, rows), kOk);
         return rows.empty() ? 0 : static_cast<std::size_t>(rows[0].rowid);
     }
-
-    vexa::test::TempDir dir_;
-    std::string file_;
-    std::string database_;
-    std::string source_;
 };
 
 TEST_P(OdbcLatestState, ARetriedRecordSucceedsAndIsStoredOnceAloneAndInABatch) {

@@ -12,6 +12,7 @@
 #include <util/str.h>
 
 #include "program.h"
+#include "sqlite_datastores.h"
 #include "test_support.h"
 
 namespace vexa::test {
@@ -76,6 +77,27 @@ std::string pg_source(std::string const& database) { return "DSN=vexa_pg;Databas
 
 std::string sqlite_odbc_source(std::string const& file) {
     return "DSN=vexa_sqlite;Database=" + file;
+}
+
+void OdbcBackendTest::SetUp() {
+    if (sqlite()) {
+        file_ = dir_.file("store.db");
+        source_ = sqlite_odbc_source(file_);
+    } else {
+        database_ = fresh_database();
+        source_ = pg_source(database_);
+    }
+}
+
+void OdbcBackendTest::TearDown() { datastore::DataStoreParseUtility::clear_db_vector(); }
+
+void OdbcBackendTest::other_client(std::string const& sql) {
+    if (sqlite()) {
+        std::string output;
+        ASSERT_EQ(run_sqlite3_program(file_, sql, output), 0) << output;
+    } else {
+        psql(database_, sql);
+    }
 }
 
 datastore::DataStoreConfig odbc_config(std::string const& name,

@@ -10,6 +10,9 @@
 #include <vector>
 
 #include <datastore/datastore.h>
+#include <gtest/gtest.h>
+
+#include "test_support.h"
 
 namespace vexa::test {
 
@@ -47,6 +50,25 @@ std::string odbc_open_failed_text(std::string const& name);
 // point values as text of 15 significant digits, so Duration loses its
 // last bits there (PostgreSQL keeps them all).
 datastore::InsertRequest as_sqlite_driver_keeps_it(datastore::InsertRequest run);
+
+// The fixture of suites run on both ODBC back ends: the parameter is true for
+// a fresh SQLite file through the SQLite ODBC driver, false for a fresh
+// database of the fixture's PostgreSQL server. Clears the registry after
+// each test.
+class OdbcBackendTest : public ::testing::TestWithParam<bool> {
+  protected:
+    void SetUp() override;
+    void TearDown() override;
+
+    bool sqlite() const { return GetParam(); }
+    // Runs `sql` as another client: the sqlite3 program or psql.
+    void other_client(std::string const& sql);
+
+    TempDir dir_;
+    std::string file_;      // the SQLite file
+    std::string database_;  // the PostgreSQL database
+    std::string source_;    // the source parameters that reach either
+};
 
 // A PostgreSQL server of a test's own, for stopping and starting it under
 // an open instance; removed with its data at destruction.
