@@ -68,6 +68,17 @@ TEST_F(ToolWithFailingPairs, SummaryWithoutFailedStaysAsItWas) {
               json_of({"summary"}));
 }
 
+TEST_F(ToolWithFailingPairs, HostAsJsonLinesGoesBackIntoInsertWithoutItsSince) {
+    std::string const lines = output_of({"--format", "jsonl", "host", "node1"});
+    ASSERT_NE(lines.find("\"failing_since\":1700000060"), std::string::npos) << lines;
+    Outcome const stored = run({"insert"}, lines, {{"HOME", file("other")}});
+    EXPECT_EQ(0, stored.status) << stored.err;
+    EXPECT_EQ("", stored.err);
+    EXPECT_EQ("stored 2 records in vexa_default (sqlite3 " + file("other") +
+                  "/.vexa/2021.4.0/vexa.db (read-write))\n",
+              stored.out);
+}
+
 TEST_F(ToolWithFailingPairs, HostShowsSinceWhenItsFailingProvidersHaveBeenFailing) {
     EXPECT_EQ(
         "Provider  Hostname  Exit_status  Timestamp                STDOUT  STDERR  failing "
