@@ -45,15 +45,6 @@ Row latest_row(std::int64_t stamp, bool passed, std::string const& option = "o")
     return row;
 }
 
-std::vector<std::string> described(std::vector<DatastoreFailure> const& failures) {
-    std::vector<std::string> texts;
-    for (auto const& failure : failures) {
-        texts.push_back(failure.instance_name + " " + std::to_string(failure.result) + " " +
-                        failure.reason);
-    }
-    return texts;
-}
-
 class FailingSince : public vexa::test::RegistryTest {
   protected:
     // Registers SQLite datastore `name` holding `runs`, stored in this order.
@@ -113,7 +104,7 @@ TEST_F(FailingSince, UnsupportedAndFailingDatastoresAreListedBesideTheAnswer) {
         vexa::datastore::failing_since({latest_row(2, false)}, since, &failures, &unsupported));
     EXPECT_EQ(since, Since{1002});
     EXPECT_EQ(unsupported, std::vector<std::string>{"old"});
-    EXPECT_EQ(described(failures), std::vector<std::string>{"broken 1 disk on fire"});
+    EXPECT_EQ(vexa::test::described(failures), std::vector<std::string>{"broken 1 disk on fire"});
 }
 
 TEST_F(FailingSince, NoDatastoreAnsweringLeavesTheFailingRowsWithout) {

@@ -21,16 +21,6 @@ using vexa::test::register_steered;
 using vexa::test::ScopedLogLevel;
 using vexa::test::StderrCapture;
 
-// (name, result, reason) of each failure, for comparing in one go.
-std::vector<std::string> described(std::vector<DatastoreFailure> const& failures) {
-    std::vector<std::string> texts;
-    for (auto const& failure : failures) {
-        texts.push_back(failure.instance_name + " " + std::to_string(failure.result) + " " +
-                        failure.reason);
-    }
-    return texts;
-}
-
 std::vector<std::string> providers_of(std::vector<Row> const& rows) {
     std::vector<std::string> names;
     for (auto const& row : rows) {
@@ -54,7 +44,7 @@ TEST_F(FailuresTest, AFailedDatastoreIsListedWithItsReasonBesideTheOthersRows) {
         "SELECT * FROM vexa_1", rows, vexa::datastore::column_index_map, &failures));
 
     EXPECT_EQ(providers_of(rows), (std::vector<std::string>{"p@good", "q@also_good"}));
-    EXPECT_EQ(described(failures),
+    EXPECT_EQ(vexa::test::described(failures),
               (std::vector<std::string>{"broken 1 permission denied for view vexa_1"}));
 }
 
@@ -67,7 +57,7 @@ TEST_F(FailuresTest, EveryKindOfFailureHasItsEntryInRegistryOrder) {
     EXPECT_FALSE(vexa::datastore::select_provider_data_with_failures({"p"}, rows, "", &failures));
 
     EXPECT_TRUE(rows.empty());
-    EXPECT_EQ(described(failures),
+    EXPECT_EQ(vexa::test::described(failures),
               (std::vector<std::string>{"silent 1 its plug-in gave no reason",
                                         "unsupported 512 its plug-in does not serve the operation",
                                         "odd 7 its plug-in answered 7",
@@ -92,7 +82,8 @@ TEST_F(FailuresTest, LatestRowsAreReducedOverTheDatastoresThatAnswered) {
     ASSERT_EQ(rows.size(), 1u);
     EXPECT_EQ(rows[0].Unique_timestamp, 9);
     EXPECT_EQ(rows[0].datastore_source, "newer");
-    EXPECT_EQ(described(failures), (std::vector<std::string>{"broken 1 connection reset"}));
+    EXPECT_EQ(vexa::test::described(failures),
+              (std::vector<std::string>{"broken 1 connection reset"}));
 }
 
 TEST_F(FailuresTest, TheContractsLogLinesStayAsTheyAre) {
@@ -114,14 +105,15 @@ TEST_F(FailuresTest, QueryTableListsFailuresButLeavesUnsupportedApart) {
         vexa::datastore::select_table("SELECT x FROM vexa_1", table, &unsupported, &failures));
 
     EXPECT_EQ(unsupported, (std::vector<std::string>{"unsupported"}));
-    EXPECT_EQ(described(failures), (std::vector<std::string>{"broken 1 no such column: x"}));
+    EXPECT_EQ(vexa::test::described(failures),
+              (std::vector<std::string>{"broken 1 no such column: x"}));
 }
 
 TEST_F(FailuresTest, PruneListsFailures) {
     register_steered("broken", "throw=other");
     std::vector<std::pair<std::string, std::uint64_t>> removed;
     EXPECT_FALSE(vexa::datastore::prune_rows({}, removed, nullptr, &failures));
-    EXPECT_EQ(described(failures),
+    EXPECT_EQ(vexa::test::described(failures),
               (std::vector<std::string>{"broken 1 its plug-in let an exception out"}));
 }
 
@@ -136,7 +128,8 @@ TEST_F(FailuresTest, AnInstanceThatDidNotOpenKeepsThePluginsReason) {
                  std::runtime_error);
     auto const failure = vexa::datastore::open_failure("unopened");
     ASSERT_TRUE(failure.has_value());
-    EXPECT_EQ(described({*failure}), (std::vector<std::string>{"unopened 1 the disk is gone"}));
+    EXPECT_EQ(vexa::test::described({*failure}),
+              (std::vector<std::string>{"unopened 1 the disk is gone"}));
 }
 
 TEST_F(FailuresTest, OpeningAgainForgetsTheEarlierOpenFailure) {

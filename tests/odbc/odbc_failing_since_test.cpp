@@ -57,24 +57,6 @@ class OdbcFailingSince : public vexa::test::OdbcBackendTest {
         other_client("DROP INDEX provider_datastore_passed;");
         ASSERT_EQ(passing_index(), "");
     }
-
-    std::vector<std::string> asked(std::string const& name,
-                                   std::vector<RunPairBound> const& pairs) {
-        std::vector<RunPairHistory> histories;
-        EXPECT_EQ(control(name, OP_FAILING_SINCE, &pairs, &histories), kOk);
-        EXPECT_EQ(histories.size(), pairs.size());
-        return vexa::test::texts_of(histories);
-    }
-
-    std::vector<std::string> brute_force(std::vector<RunPairBound> const& pairs) {
-        std::vector<vexa::datastore::Row> rows;
-        EXPECT_EQ(vexa::test::select_query("s", "SELECT * FROM vexa_1", rows), kOk);
-        std::vector<std::string> texts;
-        for (RunPairBound const& pair : pairs) {
-            texts.push_back(vexa::test::text_of(vexa::test::brute_force_history(rows, pair)));
-        }
-        return texts;
-    }
 };
 
 TEST_P(OdbcFailingSince, ANewDatabaseHoldsTheIndexOfPassingRuns) {
@@ -120,16 +102,20 @@ TEST_P(OdbcFailingSince, RandomHistoriesGiveWhatAllTheirRowsSay) {
             "Unique_timestamp FROM provider_datastore WHERE OptionID = '' ORDER BY rowid "
             "LIMIT 1;");
         std::vector<RunPairBound> const pairs = runs.pairs();
-        EXPECT_EQ(asked("s", pairs), brute_force(pairs)) << "round " << round;
+        EXPECT_EQ(vexa::test::asked_histories("s", pairs),
+                  vexa::test::brute_force_histories("s", pairs))
+            << "round " << round;
     }
     open_odbc("ro", source_ + "|read_only=true");
     std::vector<RunPairBound> const pairs = runs.pairs();
-    EXPECT_EQ(asked("ro", pairs), brute_force(pairs));
+    EXPECT_EQ(vexa::test::asked_histories("ro", pairs),
+              vexa::test::brute_force_histories("s", pairs));
 }
 
 TEST_P(OdbcFailingSince, AnUnknownPairHasNeitherAPassNorARun) {
     open_odbc("s", source_);
-    EXPECT_EQ(asked("s", {{"ghost", "n0", "o", std::nullopt}, {"ghost", "n0", "", 5}}),
+    EXPECT_EQ(vexa::test::asked_histories(
+                  "s", {{"ghost", "n0", "o", std::nullopt}, {"ghost", "n0", "", 5}}),
               (std::vector<std::string>{"-|-|-", "-|-|-"}));
 }
 

@@ -55,26 +55,6 @@ class SqliteFailingSince : public ::testing::Test {
                    "Unique_timestamp) VALUES('cpu', 'n1', 'o', 0, 5), ('cpu', 'n1', 'o', 1, 6);");
     }
 
-    // What `name` answers for `pairs`, as texts.
-    std::vector<std::string> asked(std::string const& name,
-                                   std::vector<RunPairBound> const& pairs) {
-        std::vector<RunPairHistory> histories;
-        EXPECT_EQ(control(name, OP_FAILING_SINCE, &pairs, &histories), kOk);
-        EXPECT_EQ(histories.size(), pairs.size());
-        return vexa::test::texts_of(histories);
-    }
-
-    // The answers computed from every row of the file.
-    std::vector<std::string> brute_force(std::vector<RunPairBound> const& pairs) {
-        std::vector<vexa::datastore::Row> rows;
-        EXPECT_EQ(vexa::test::select_query("rw", "SELECT * FROM vexa_1", rows), kOk);
-        std::vector<std::string> texts;
-        for (RunPairBound const& pair : pairs) {
-            texts.push_back(vexa::test::text_of(vexa::test::brute_force_history(rows, pair)));
-        }
-        return texts;
-    }
-
     vexa::test::TempDir dir_;
     std::string const file_ = dir_.file("store.db");
 };
@@ -138,8 +118,8 @@ TEST_F(SqliteFailingSince, RandomHistoriesGiveWhatAllTheirRowsSay) {
             "Unique_timestamp FROM provider_datastore WHERE OptionID = '' ORDER BY rowid "
             "LIMIT 1;");
         std::vector<RunPairBound> const pairs = runs.pairs();
-        std::vector<std::string> const expected = brute_force(pairs);
-        EXPECT_EQ(asked("rw", pairs), expected) << "round " << round;
+        std::vector<std::string> const expected = vexa::test::brute_force_histories("rw", pairs);
+        EXPECT_EQ(vexa::test::asked_histories("rw", pairs), expected) << "round " << round;
         // Pairs failing since a pass, never passed, and passed last.
         auto const count = [&](std::regex const& pattern) {
             return std::count_if(expected.begin(), expected.end(), [&](std::string const& text) {
@@ -152,19 +132,22 @@ TEST_F(SqliteFailingSince, RandomHistoriesGiveWhatAllTheirRowsSay) {
     }
     open_sqlite("ro", sqlite_params(file_, true));
     std::vector<RunPairBound> const pairs = runs.pairs();
-    EXPECT_EQ(asked("ro", pairs), brute_force(pairs));
+    EXPECT_EQ(vexa::test::asked_histories("ro", pairs),
+              vexa::test::brute_force_histories("rw", pairs));
 }
 
 TEST_F(SqliteFailingSince, AnUnknownPairHasNeitherAPassNorARun) {
     open_sqlite("rw", sqlite_params(file_, false));
-    EXPECT_EQ(asked("rw", {{"ghost", "n0", "o", std::nullopt}, {"ghost", "n0", "o", 5}}),
+    EXPECT_EQ(vexa::test::asked_histories(
+                  "rw", {{"ghost", "n0", "o", std::nullopt}, {"ghost", "n0", "o", 5}}),
               (std::vector<std::string>{"-|-|-", "-|-|-"}));
 }
 
 TEST_F(SqliteFailingSince, AFileWithoutTheIndexAnswersAlike) {
     write_file_without_passing_index();
     open_sqlite("ro", sqlite_params(file_, true));
-    EXPECT_EQ(asked("ro", {{"cpu", "n1", "o", std::nullopt}, {"cpu", "n1", "o", 4}}),
+    EXPECT_EQ(vexa::test::asked_histories(
+                  "ro", {{"cpu", "n1", "o", std::nullopt}, {"cpu", "n1", "o", 4}}),
               (std::vector<std::string>{"5|6|0", "5|5|0"}));
 }
 

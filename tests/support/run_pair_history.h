@@ -9,6 +9,9 @@
 #include <vector>
 
 #include <datastore/datastore.h>
+#include <gtest/gtest.h>
+
+#include "sqlite_datastores.h"
 
 namespace vexa::test {
 
@@ -60,6 +63,29 @@ inline std::vector<std::string> texts_of(std::vector<datastore::RunPairHistory> 
     std::vector<std::string> texts;
     for (datastore::RunPairHistory const& history : histories) {
         texts.push_back(text_of(history));
+    }
+    return texts;
+}
+
+// What the instance `name` answers OP_FAILING_SINCE for `pairs`, as texts.
+inline std::vector<std::string> asked_histories(std::string const& name,
+                                                std::vector<datastore::RunPairBound> const& pairs) {
+    std::vector<datastore::RunPairHistory> histories;
+    EXPECT_EQ(control(name, datastore::OP_FAILING_SINCE, &pairs, &histories),
+              datastore::DataStoreExtension::OPERATION_SUCCESSFULL);
+    EXPECT_EQ(histories.size(), pairs.size());
+    return texts_of(histories);
+}
+
+// The answers for `pairs` computed from every row of the instance `name`.
+inline std::vector<std::string> brute_force_histories(
+    std::string const& name, std::vector<datastore::RunPairBound> const& pairs) {
+    std::vector<datastore::Row> rows;
+    EXPECT_EQ(select_query(name, "SELECT * FROM vexa_1", rows),
+              datastore::DataStoreExtension::OPERATION_SUCCESSFULL);
+    std::vector<std::string> texts;
+    for (datastore::RunPairBound const& pair : pairs) {
+        texts.push_back(text_of(brute_force_history(rows, pair)));
     }
     return texts;
 }

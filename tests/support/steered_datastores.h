@@ -59,6 +59,17 @@ class RegistryTest : public ::testing::Test {
     void TearDown() override { datastore::DataStoreParseUtility::clear_db_vector(); }
 };
 
+// (name, result, reason) of each failure, for comparing in one go.
+inline std::vector<std::string> described(
+    std::vector<datastore::DatastoreFailure> const& failures) {
+    std::vector<std::string> texts;
+    for (auto const& failure : failures) {
+        texts.push_back(failure.instance_name + " " + std::to_string(failure.result) + " " +
+                        failure.reason);
+    }
+    return texts;
+}
+
 }  // namespace vexa::test
 
 #endif  // VEXA_TESTS_SUPPORT_STEERED_DATASTORES_H_

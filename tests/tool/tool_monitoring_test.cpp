@@ -438,6 +438,18 @@ TEST_F(MonitoringCommands, MetricsGiveTheFailingSinceGaugeOfFailingPairsOnly) {
               family);
 }
 
+// Presses Tab until a cell of the grid has the focus (at most 20 times);
+// whether one has.
+bool tab_to_first_cell(HeadlessBrowser& browser) {
+    for (int presses = 0; presses < 20; ++presses) {
+        if (browser.evaluate("document.activeElement.tagName") == "TD") {
+            return true;
+        }
+        browser.press("Tab");
+    }
+    return browser.evaluate("document.activeElement.tagName") == "TD";
+}
+
 // As the page's script writes local times.
 std::string page_time(std::int64_t seconds) {
     std::string text = local_time(seconds);
@@ -452,12 +464,7 @@ TEST_F(MonitoringCommands, ReportHoverOfAFailingCellSaysSinceWhen) {
     TempDir profile;
     HeadlessBrowser browser(profile.path(), 1000, 700);
     browser.open("file://" + page);
-    int presses = 0;
-    while (browser.evaluate("document.activeElement.tagName") != "TD" && presses < 20) {
-        browser.press("Tab");
-        ++presses;
-    }
-    ASSERT_EQ("TD", browser.evaluate("document.activeElement.tagName"));
+    ASSERT_TRUE(tab_to_first_cell(browser));
     std::string const tip = "document.getElementById('tip').textContent";
     EXPECT_EQ("node5 \u00b7 disk_usage\n\u2717 failed, exit status 2\n" + page_time(kNow - 120) +
                   " (2 min before the report), took 0.25 s\nfailing since " +
@@ -548,12 +555,7 @@ TEST_F(MonitoringCommands, ReportCellsAreReachedByKeyboardAndDescribeTheResult) 
     HeadlessBrowser browser(profile.path(), 1000, 700);
     browser.open("file://" + page);
     // Tab goes through the filters, then reaches the first cell of the grid.
-    int presses = 0;
-    while (browser.evaluate("document.activeElement.tagName") != "TD" && presses < 20) {
-        browser.press("Tab");
-        ++presses;
-    }
-    ASSERT_EQ("TD", browser.evaluate("document.activeElement.tagName"));
+    ASSERT_TRUE(tab_to_first_cell(browser));
     std::string const tip = "document.getElementById('tip').textContent";
     auto text = browser.evaluate(tip).get<std::string>();
     EXPECT_EQ(0u, text.find("node2 \u00b7 cpu_load\n\u2713 passed, exit status 0\n")) << text;
