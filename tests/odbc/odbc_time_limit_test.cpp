@@ -3,6 +3,7 @@
 // parameters) fails saying it timed out, and the instance works on; a login
 // to a server that never answers gives up within the timeout.
 #include <netinet/in.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -203,6 +204,135 @@ TEST_F(OdbcTimeLimit, ATimeoutAloneOrAfterReadOnlyOpens) {
     EXPECT_TRUE(vexa::test::extension_of("alone")->is_ready());
     EXPECT_EQ(vexa::test::extension_of("both")->describe().find("(read-only)") == std::string::npos,
               false);
+}
+
+// The server process of `name`'s connection.
+pid_t server_process_of(std::string const& name) {
+    std::string const sql = "SELECT pg_backend_pid() AS pid";
+    Table table;
+    if (control(name, OP_QUERY_TABLE, &sql, &table) != kOk || table.rows.size() != 1 ||
+        !table.rows[0][0]) {
+        throw std::runtime_error("no server process for " + name);
+    }
+    return std::stoi(*table.rows[0][0]);
+}
+
+// A server process stopped (SIGSTOP) until destruction, as by an operator
+// or a machine that stopped scheduling it.
+class StoppedServerProcess {
+  public:
+    explicit StoppedServerProcess(pid_t pid) : pid_(pid) {
+        if (::kill(pid_, SIGSTOP) != 0) {
+            throw std::runtime_error("cannot stop server process " + std::to_string(pid_));
+        }
+    }
+    ~StoppedServerProcess() { resume(); }
+    StoppedServerProcess(StoppedServerProcess const&) = delete;
+    StoppedServerProcess& operator=(StoppedServerProcess const&) = delete;
+
+    void resume() const { ::kill(pid_, SIGCONT); }
+
+  private:
+    pid_t pid_ = 0;
+};
+
+// The reason `call` failed with, and the time it took; a call still
+// blocked after the hang guard fails the test, after resuming `stopped` so
+// that it ends.
+template <typename Call>
+std::pair<std::string, milliseconds> bounded_call(StoppedServerProcess const& stopped, Call call) {
+    auto const start = std::chrono::steady_clock::now();
+    auto reason = std::async(std::launch::async, [&] { return thrown_text(call); });
+    if (reason.wait_for(milliseconds(1000) + kHangGuard) != std::future_status::ready) {
+        ADD_FAILURE() << "the call was still blocked after the hang guard";
+        stopped.resume();
+    }
+    std::string const text = reason.get();
+    return {text,
+            std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - start)};
+}
+
+TEST_F(OdbcTimeLimit, AStoppedServerProcessFailsReadsAndInsertsInTimeThenTheyWorkAgain) {
+    std::string const database = vexa::test::fresh_database();
+    vexa::test::open_odbc("stopped",
+                          vexa::test::pg_source(database) + "|read_only=false|timeout=1");
+    ASSERT_EQ(insert_run("stopped", provider_run("p", "h", 1)), kOk);
+    auto const plugin = plugin_of("stopped");
+    std::vector<Row> rows;
+    for (int round = 0; round < 2; ++round) {
+        SCOPED_TRACE(round);
+        StoppedServerProcess const stopped(server_process_of("stopped"));
+        auto const [reason, elapsed] =
+            round == 0
+                ? bounded_call(stopped, [&] { plugin->get_latest_rows_provider({"p"}, rows, {}); })
+                : bounded_call(stopped, [&] {
+                      vexa::datastore::InsertRequest const run = provider_run("p", "h", 2);
+                      plugin->insert(run.header, run.option_id, run.stdout_text, run.stderr_text);
+                  });
+        EXPECT_EQ(reason, kTimedOutAfterOneSecond);
+        EXPECT_GE(elapsed, milliseconds(1000));
+    }
+    // The next calls make a connection again, to a server process that runs.
+    rows.clear();
+    EXPECT_TRUE(plugin->get_latest_rows_provider({"p"}, rows, {}));
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(insert_run("stopped", provider_run("p", "h", 3)), kOk);
+    // The insert that timed out may still be stored: the server process
+    // reads it once it runs again. Retrying it would store nothing twice.
+    EXPECT_EQ(vexa::str::stripws(vexa::test::psql(
+                  database,
+                  "SELECT count(*) FROM provider_datastore WHERE Unique_timestamp IN (" +
+                      std::to_string(provider_run("p", "h", 1).header.Unique_timestamp) + ", " +
+                      std::to_string(provider_run("p", "h", 3).header.Unique_timestamp) + ");")),
+              "2");
+}
+
+// Begins a batch of `runs` runs of `name`, stamped from `first` on.
+void insert_batch_of(std::string const& name, int first, int runs) {
+    ASSERT_EQ(control(name, vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+    for (int run = first; run < first + runs; ++run) {
+        ASSERT_EQ(insert_run(name, provider_run("p", "h", run)), kOk);
+    }
+}
+
+TEST_F(OdbcTimeLimit, AStoppedServerProcessFailsABatchCommitInTimeAndARetryStoresItOnce) {
+    std::string const database = vexa::test::fresh_database();
+    vexa::test::open_odbc("batch", vexa::test::pg_source(database) + "|read_only=false|timeout=1");
+    auto const stored = [&] {
+        return vexa::str::stripws(
+            vexa::test::psql(database, "SELECT count(*) FROM provider_datastore;"));
+    };
+    // The runs of the first batch wait in the plug-in until the commit sends
+    // them; those of the second go to the server before it stops, so that
+    // the commit alone waits on it.
+    for (int const runs : {3, 300}) {
+        SCOPED_TRACE(runs);
+        pid_t const server_process = server_process_of("batch");
+        insert_batch_of("batch", 1000, runs);
+        int committed = kOk;
+        std::string last_failure;
+        {
+            StoppedServerProcess const stopped(server_process);
+            auto const [reason, elapsed] = bounded_call(stopped, [&] {
+                committed = control("batch", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr);
+                control("batch", vexa::datastore::OP_LAST_FAILURE, nullptr, &last_failure);
+            });
+            EXPECT_EQ(reason, "");
+            EXPECT_GE(elapsed, milliseconds(1000));
+        }
+        EXPECT_EQ(committed, kFailed);
+        EXPECT_EQ(last_failure, kTimedOutAfterOneSecond);
+        if (runs == 3) {
+            // Never committed: the server process rolls it back once it runs
+            // and finds the connection gone.
+            EXPECT_EQ(stored(), "0");
+        }
+    }
+    // The commit that the server had received when it stopped may be stored
+    // or not; the batch retried is stored once either way.
+    insert_batch_of("batch", 1000, 300);
+    EXPECT_EQ(control("batch", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+    EXPECT_EQ(stored(), "300");
 }
 
 // A socket that takes connections and never says a word.

@@ -1,5 +1,6 @@
 #include "batch.h"
 
+#include "call_deadline.h"
 #include "instance_log.h"
 
 namespace vexa::datastore::odbc_plugin {
@@ -10,6 +11,7 @@ void Batch::begin(SQLHDBC dbc) {
 }
 
 void Batch::commit(SQLHDBC dbc) {
+    WatchedConnection const watched(dbc);  // a commit has no statement to cancel
     check(SQLEndTran(SQL_HANDLE_DBC, dbc, SQL_COMMIT), SQL_HANDLE_DBC, dbc, "SQLEndTran");
     set_autocommit(dbc, true);
     mark_ended();

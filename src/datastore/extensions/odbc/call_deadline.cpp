@@ -1,8 +1,11 @@
 #include "call_deadline.h"
 
 #include <algorithm>
+#include <optional>
 
 #include <sqlext.h>
+
+#include "server_socket.h"
 
 namespace vexa::datastore::odbc_plugin {
 
@@ -10,6 +13,10 @@ namespace {
 
 // The deadline bounding the running call of this thread, if any.
 thread_local CallDeadline* current_deadline = nullptr;
+
+// How long a cancelled call may take to end before its server is taken for
+// one that does not answer at all.
+constexpr std::chrono::milliseconds cancel_grace(500);
 
 }  // namespace
 
@@ -43,14 +50,14 @@ std::string CallDeadline::timed_out_text() const {
            " ms";
 }
 
-void CallDeadline::watch(SQLHSTMT statement) {
+void CallDeadline::watch(SQLHSTMT statement, SQLHDBC dbc) {
     CallDeadline* const deadline = current_deadline;
     if (deadline == nullptr) {
         return;
     }
     std::lock_guard<std::mutex> const lock(deadline->mutex_);
     if (!deadline->expired_) {
-        deadline->statements_.push_back(statement);
+        deadline->watched_.push_back(Watched{statement, dbc});
     }
 }
 
@@ -61,21 +68,35 @@ void CallDeadline::forget(SQLHSTMT statement) {
     }
     // Under the lock, so that the watchdog never cancels a freed handle.
     std::lock_guard<std::mutex> const lock(deadline->mutex_);
-    auto& statements = deadline->statements_;
-    statements.erase(std::remove(statements.begin(), statements.end(), statement),
-                     statements.end());
+    auto& watched = deadline->watched_;
+    watched.erase(
+        std::remove_if(watched.begin(), watched.end(),
+                       [statement](Watched const& one) { return one.statement == statement; }),
+        watched.end());
 }
 
 void CallDeadline::cancel_at_limit() {
     std::unique_lock<std::mutex> lock(mutex_);
-    if (ended_.wait_for(lock, limit_, [this] { return call_ended_; })) {
+    auto const ended = [this] { return call_ended_; };
+    if (ended_.wait_for(lock, limit_, ended)) {
         return;
     }
     expired_ = true;
-    if (!statements_.empty()) {
-        SQLCancel(statements_.back());
+    if (watched_.empty()) {
+        return;
     }
-    statements_.clear();
+    Watched const last = watched_.back();
+    watched_.clear();
+    std::optional<ServerSocket> const socket = server_socket_of(last.dbc);
+    if (last.statement != SQL_NULL_HSTMT) {
+        SQLCancel(last.statement);
+        if (!socket || ended_.wait_for(lock, cancel_grace, ended)) {
+            return;
+        }
+    }
+    if (socket) {
+        shut_down_server_socket(last.dbc, *socket);
+    }
 }
 
 }  // namespace vexa::datastore::odbc_plugin

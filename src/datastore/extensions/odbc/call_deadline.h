@@ -19,13 +19,21 @@ namespace vexa::datastore::odbc_plugin {
 // statement the call made last and has not freed yet (the driver's way of
 // interrupting a statement from another thread; a pooler in front of the
 // server forwards it). No session setting is changed, so nothing outlives
-// the call. The watchdog is joined by the destructor.
+// the call. When the call still runs a moment later, its server does not
+// answer at all (a stopped server process handles no cancel): the watchdog
+// shuts down the connection's socket (see ServerSocket), and the call fails
+// as a lost connection that the next call makes again. The watchdog is
+// joined by the destructor.
 //
 // The statements are those new_statement() makes and a WatchedStatement
-// names in the calling thread within the scope. A statement made after the
-// limit passed (a rollback after the cancelled one) is never cancelled.
-// Only the calling thread may use the object; the watchdog shares nothing
-// else with it.
+// names in the calling thread within the scope; a WatchedConnection names
+// a connection whose own call (a commit) has no statement to cancel. A
+// statement made after the limit passed (a rollback after the cancelled
+// one) is never cancelled. Only the calling thread may use the object; the
+// watchdog shares nothing else with it.
+//
+// A server whose postmaster is stopped too is beyond this: the cancel
+// itself then waits on it.
 class CallDeadline {
   public:
     // A zero `limit` bounds nothing and starts no thread.
@@ -39,12 +47,18 @@ class CallDeadline {
     // "timed out: the call ran longer than its limit of N ms".
     std::string timed_out_text() const;
 
-    // `statement` begins (ends) to be one the calling thread's deadline may
-    // cancel; nothing happens when no deadline bounds the thread.
-    static void watch(SQLHSTMT statement);
+    // `statement` of connection `dbc` begins (ends) to be one the calling
+    // thread's deadline may cancel; nothing happens when no deadline bounds
+    // the thread. A null `statement` watches the connection alone.
+    static void watch(SQLHSTMT statement, SQLHDBC dbc);
     static void forget(SQLHSTMT statement);
 
   private:
+    struct Watched {
+        SQLHSTMT statement;
+        SQLHDBC dbc;
+    };
+
     void cancel_at_limit();
 
     std::chrono::milliseconds const limit_;
@@ -53,7 +67,7 @@ class CallDeadline {
     std::condition_variable ended_;
     bool call_ended_ = false;
     bool expired_ = false;
-    std::vector<SQLHSTMT> statements_;  // alive, in the order made
+    std::vector<Watched> watched_;  // alive, in the order made
     std::thread watchdog_;
 };
 
@@ -61,8 +75,8 @@ class CallDeadline {
 // call's deadline may cancel, from construction to destruction.
 class WatchedStatement {
   public:
-    explicit WatchedStatement(SQLHSTMT statement) : statement_(statement) {
-        CallDeadline::watch(statement_);
+    WatchedStatement(SQLHSTMT statement, SQLHDBC dbc) : statement_(statement) {
+        CallDeadline::watch(statement_, dbc);
     }
     ~WatchedStatement() { CallDeadline::forget(statement_); }
     WatchedStatement(WatchedStatement const&) = delete;
@@ -70,6 +84,16 @@ class WatchedStatement {
 
   private:
     SQLHSTMT statement_;
+};
+
+// Names connection `dbc` as the one whose socket the call's deadline may
+// shut down, for a call of the connection itself, such as a commit.
+class WatchedConnection {
+  public:
+    explicit WatchedConnection(SQLHDBC dbc) : watched_(SQL_NULL_HSTMT, dbc) {}
+
+  private:
+    WatchedStatement watched_;
 };
 
 }  // namespace vexa::datastore::odbc_plugin

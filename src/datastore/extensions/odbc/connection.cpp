@@ -1,5 +1,9 @@
 #include "connection.h"
 
+#include <optional>
+
+#include "server_socket.h"
+
 namespace vexa::datastore::odbc_plugin {
 
 namespace {
@@ -20,12 +24,17 @@ Connection::Connection(SQLHENV environment, std::string const& connection_string
             set_attribute(dbc_, SQL_ATTR_ACCESS_MODE, SQL_MODE_READ_ONLY, "SQL_ATTR_ACCESS_MODE");
         }
         auto* const text = reinterpret_cast<SQLCHAR*>(const_cast<char*>(connection_string.c_str()));
-        SQLSMALLINT length = 0;
-        check(SQLDriverConnect(dbc_, nullptr, text,
-                               static_cast<SQLSMALLINT>(connection_string.size()), nullptr, 0,
-                               &length, SQL_DRIVER_NOPROMPT),
-              SQL_HANDLE_DBC, dbc_, "SQLDriverConnect");
+        std::optional<ServerSocket> const socket = socket_opened_by([&] {
+            SQLSMALLINT length = 0;
+            check(SQLDriverConnect(dbc_, nullptr, text,
+                                   static_cast<SQLSMALLINT>(connection_string.size()), nullptr, 0,
+                                   &length, SQL_DRIVER_NOPROMPT),
+                  SQL_HANDLE_DBC, dbc_, "SQLDriverConnect");
+        });
         connected_ = true;
+        if (socket) {
+            note_server_socket(dbc_, *socket);
+        }
     } catch (...) {
         SQLFreeHandle(SQL_HANDLE_DBC, dbc_);
         throw;
@@ -34,6 +43,7 @@ Connection::Connection(SQLHENV environment, std::string const& connection_string
 
 Connection::~Connection() {
     if (connected_) {
+        forget_server_socket(dbc_);
         SQLDisconnect(dbc_);
     }
     SQLFreeHandle(SQL_HANDLE_DBC, dbc_);

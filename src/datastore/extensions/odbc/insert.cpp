@@ -105,7 +105,7 @@ void Inserter::store(PendingRuns& runs) {
             for (std::size_t row = first; row < first + rows; ++row) {
                 binder.bind_run(all[row]);
             }
-            WatchedStatement const watched(statement);  // prepared before the call
+            WatchedStatement const watched(statement, dbc_);  // prepared before the call
             check(SQLExecute(statement), SQL_HANDLE_STMT, statement, "SQLExecute");
         }
     } catch (...) {

@@ -104,7 +104,7 @@ void StatementFreer::operator()(SQLHANDLE handle) const noexcept {
 
 Statement new_statement(SQLHDBC dbc) {
     Statement statement(allocate(SQL_HANDLE_STMT, dbc));
-    CallDeadline::watch(statement.get());
+    CallDeadline::watch(statement.get(), dbc);
     return statement;
 }
 

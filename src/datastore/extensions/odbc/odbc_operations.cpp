@@ -2,6 +2,7 @@
 // serves them.
 #include <exception>
 
+#include "last_failure.h"
 #include "odbc_extension.h"
 #include "pruning.h"
 #include "table_query.h"
@@ -43,10 +44,10 @@ bool OdbcExtension::commit_batch() {
         return !had_failed;
     }
     try {
-        batch_.commit(connection().get());
+        recovering([&] { batch_.commit(connection().get()); });
         return true;
     } catch (std::exception const& error) {
-        after_failure(error);
+        common::note_failure(error.what());  // saying it timed out, when it did
     }
     batch_.end();
     return false;
