@@ -13,6 +13,7 @@
 #include <datastore/operations.h>
 #include <datastore/parse_utility.h>
 #include <datastore/records.h>
+#include <datastore/source_parameters.h>
 #include <datastore/vocabulary.h>
 #include <provider/header.h>
 #include <quillo1/quillo1.h>

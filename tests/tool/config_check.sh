@@ -66,11 +66,13 @@ expect "no configuration at all: the default instance" 0 \
 " "" config check
 
 instance good.xml cluster sqlite3 "source=$work/cluster.db|read_only=true|synchronous=full"
-instance central.xml central odbc "Driver=PostgreSQL;Server=db1|read_only=false"
-group sound.xml "$plugins" "libsqlite.so good.xml" "libodbc.so central.xml"
+instance central.xml central odbc "Driver=PostgreSQL;Server=db1|read_only=false|timeout=2.5"
+instance limited.xml limited sqlite3 "timeout=0.5|source=$work/limited.db"
+group sound.xml "$plugins" "libsqlite.so good.xml" "libodbc.so central.xml" "libsqlite.so limited.xml"
 VEXA_DATASTORE_CONFIG=$work/sound.xml expect "a sound group document named by the variable" 0 \
     "cluster: sqlite3, plug-in $plugins/libsqlite.so ($found), source=$work/cluster.db|read_only=true|synchronous=full: ok
-central: odbc, plug-in $plugins/libodbc.so ($found), Driver=PostgreSQL;Server=db1|read_only=false: ok
+central: odbc, plug-in $plugins/libodbc.so ($found), Driver=PostgreSQL;Server=db1|read_only=false|timeout=2.5: ok
+limited: sqlite3, plug-in $plugins/libsqlite.so ($found), timeout=0.5|source=$work/limited.db: ok
 " "" config check
 
 mkdir -p "$work/plugins"
@@ -79,10 +81,11 @@ head -c 4096 "$plugins/libsqlite.so" >"$work/plugins/libcut.so"
 instance misspelt.xml misspelt sqlite3 "sorce=$work/misspelt.db"
 instance yes.xml yes sqlite3 "source=$work/yes.db|read_only=yes"
 instance odbc_yes.xml odbc_yes odbc "central_dsn|read_ony=true"
+instance soon.xml soon sqlite3 "source=$work/soon.db|timeout=soon"
 instance bad_type.xml bad_type sqlite "source=$work/bad_type.db"
 group faulty.xml "$plugins" "libsqlite.so good.xml" "libsqlite.so missing.xml" \
     "libsqlite.so bad_type.xml" "libnothing.so good.xml" "libsqlite.so misspelt.xml" \
-    "libsqlite.so yes.xml" "libodbc.so odbc_yes.xml"
+    "libsqlite.so yes.xml" "libodbc.so odbc_yes.xml" "libsqlite.so soon.xml"
 expect "a faulty group document: every entry, each fault with its place" 1 \
     "cluster: sqlite3, plug-in $plugins/libsqlite.so ($found), source=$work/cluster.db|read_only=true|synchronous=full: ok
 $work/faulty.xml:4: libsqlite.so: Error opening datastore configuration (cannot read $work/missing.xml: No such file or directory)
@@ -91,6 +94,7 @@ $work/faulty.xml:6: cluster: plug-in $plugins/libnothing.so: No such file or dir
 $work/misspelt.xml:1: misspelt: unknown source key 'sorce'; did you mean 'source'?
 $work/yes.xml:1: yes: read_only must be false or true, not \"yes\"
 $work/odbc_yes.xml:1: odbc_yes: unknown source key 'read_ony'; did you mean 'read_only'?
+$work/soon.xml:1: soon: timeout must be seconds such as 5 or 0.25, not \"soon\"
 " "" config check --config "$work/faulty.xml"
 
 group not_plugins.xml "$work/plugins" "libtext.so good.xml" "libcut.so good.xml"

@@ -1,15 +1,12 @@
 #include "source_settings.h"
 
-#include <optional>
 #include <stdexcept>
 #include <vector>
 
 #include <odbcinst.h>
 
-#include <datastore/vocabulary.h>
+#include <datastore/source_parameters.h>
 #include <util/str.h>
-
-#include "timeout_seconds.h"
 
 namespace vexa::datastore::odbc_plugin {
 
@@ -52,28 +49,6 @@ constexpr Default driver_defaults[] = {
     // makes batched inserts three times slower.
     {"Protocol", "7.4-1"},
 };
-
-// When `text` ends in "|KEY=VALUE", removes that item from it and returns
-// VALUE without its blanks. Throws for a last item that is neither a
-// read_only nor a timeout item: `params` is malformed.
-std::optional<std::string> last_item(std::string& text, char const* key,
-                                     std::string const& params) {
-    std::string::size_type const bar = text.rfind('|');
-    if (bar == std::string::npos) {
-        return std::nullopt;
-    }
-    std::string const item = text.substr(bar + 1);
-    std::string::size_type const equals = item.find('=');
-    std::string const name = str::stripws(item.substr(0, equals));
-    if (name != key) {
-        if (equals == std::string::npos || (name != "read_only" && name != "timeout")) {
-            throw std::runtime_error("malformed source parameters \"" + params + "\"");
-        }
-        return std::nullopt;
-    }
-    text.erase(bar);
-    return str::stripws(item.substr(equals + 1));
-}
 
 }  // namespace
 
@@ -118,29 +93,11 @@ std::string SourceSettings::display() const {
 }
 
 SourceSettings read_source_settings(std::string const& params) {
+    OdbcSourceParameters const read = read_odbc_source_parameters(params);
     SourceSettings source;
-    std::string text = params;
-    if (auto value = last_item(text, "timeout", params)) {
-        source.timeout = common::timeout_seconds(*value);
-    }
-    if (auto value = last_item(text, "read_only", params)) {
-        // Anything else, "TRUE" included, would silently open a writable instance.
-        if (*value != "false" && *value != "true") {
-            throw std::runtime_error("read_only must be false or true, not \"" + *value + "\"");
-        }
-        source.read_only = *value == "true";
-    }
-    // "|timeout=" before "|read_only=" would otherwise end up in the target.
-    std::string::size_type const bar = text.rfind('|');
-    std::string const before = bar == std::string::npos ? "" : text.substr(bar + 1);
-    std::string const misplaced = str::stripws(before.substr(0, before.find('=')));
-    if (misplaced == "read_only" || misplaced == "timeout") {
-        throw std::runtime_error("malformed source parameters \"" + params + "\"");
-    }
-    source.target = str::stripws(text);
-    if (source.target.empty()) {
-        source.target = odbc_default_dsn;
-    }
+    source.target = read.target;
+    source.read_only = read.read_only;
+    source.timeout = read.time_limit;
     return source;
 }
 

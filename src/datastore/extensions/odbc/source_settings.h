@@ -27,12 +27,9 @@ struct SourceSettings {
     std::string display() const;
 };
 
-// Reads "TARGET", optionally followed by "|read_only=true|false", then
-// optionally by "|timeout=SECONDS" (digits with an optional fraction, such
-// as 5 or 0.25; blanks around the pieces ignored). An empty target means the
-// default data source name. Throws std::runtime_error with the reason when
-// an item after a "|" is not one of these, in this order, or its value is
-// not one they take.
+// Reads the parameters as read_odbc_source_parameters() does
+// (<datastore/source_parameters.h>). Throws std::runtime_error with the
+// reason for parameters it refuses.
 SourceSettings read_source_settings(std::string const& params);
 
 }  // namespace vexa::datastore::odbc_plugin

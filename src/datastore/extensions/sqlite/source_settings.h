@@ -17,13 +17,10 @@ struct SourceSettings {
     std::chrono::milliseconds time_limit{0};
 };
 
-// Reads "source=PATH|read_only=true|false|synchronous=normal|full|timeout=
-// SECONDS" (seconds as digits, a fraction allowed: "2", "0.5"), items in
-// any order, each optional (the source defaults to DEFAULT_DATA_SOURCE), and
-// expands the path. Throws std::runtime_error with the reason for a text that
-// is not such a list, an unknown key (a misspelt key must not quietly open
-// the default file), a value other than those above, or a path that does not
-// expand.
+// Reads the parameters as read_sqlite_source_parameters() does
+// (<datastore/source_parameters.h>) and expands the path. Throws
+// std::runtime_error with the reason for parameters it refuses or a path
+// that does not expand.
 SourceSettings read_source_settings(std::string const& parameters);
 
 }  // namespace vexa::datastore::sqlite_plugin

@@ -167,13 +167,15 @@ std::string library_path(DataStoreConfig const& config) {
 }
 
 std::string data_source(DataStoreConfig const& config) {
-    // Parameters the plug-in would refuse name no file: shown as written.
-    if (config.type != datastore::sqlite3 || !source_parameters_fault(config).empty()) {
+    if (config.type != datastore::sqlite3) {
         return config.source_parameters;
     }
-    std::string source = datastore::DEFAULT_DATA_SOURCE;
-    bool read_only = false;
-    parse_sqlite_params(config.source_parameters, source, read_only);
+    std::string source;
+    try {
+        source = datastore::read_sqlite_source_parameters(config.source_parameters).source;
+    } catch (datastore::SourceParametersError const&) {
+        return config.source_parameters;  // parameters the plug-in refuses name no file
+    }
     try {
         return fs::expand_path(source);  // the very file the plug-in opens, blanks and all
     } catch (std::runtime_error const&) {
