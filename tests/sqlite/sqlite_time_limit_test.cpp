@@ -36,6 +36,8 @@ using vexa::test::thrown_text;
 
 constexpr int kOk = DataStoreExtension::OPERATION_SUCCESSFULL;
 constexpr int kFailed = DataStoreExtension::OPERATION_UNSUCCESSFULL;
+// A call of a 1 s limit that takes this long was not stopped at all.
+constexpr double kHangGuardSeconds = 6.0;
 
 // A query that never ends: it counts upwards for ever.
 std::string const endless =
@@ -71,8 +73,9 @@ TEST_F(TimeLimit, ASelectOverTheSourceTimeoutFailsAndTheNextSucceeds) {
             vexa::datastore::select_data(endless, rows, vexa::datastore::column_index_map));
     });
 
-    // Not a speed target: only a guard against a call that never returns.
-    EXPECT_LT(seconds, 2.0);
+    // Not a speed target: only a guard against a call that never returns,
+    // wide enough for a machine busy with other work.
+    EXPECT_LT(seconds, kHangGuardSeconds);
     EXPECT_EQ(err.text(), "sqlite3 " + file_ + ": " + timed_out_reason());
     rows.clear();
     EXPECT_TRUE(vexa::datastore::select_data("SELECT 1 AS num_nodes", rows,
@@ -91,7 +94,7 @@ TEST_F(TimeLimit, ATableQueryOverTheSetLimitFailsAndTheNextSucceeds) {
     double const seconds = seconds_of(
         [&] { EXPECT_EQ(control("limited", OP_QUERY_TABLE, &endless, &table), kFailed); });
 
-    EXPECT_LT(seconds, 2.0);
+    EXPECT_LT(seconds, kHangGuardSeconds);
     EXPECT_EQ(err.text(), "Datastore \"limited\": " + timed_out_reason());
     std::string const count = "SELECT count(*) FROM vexa_1";
     ASSERT_EQ(control("limited", OP_QUERY_TABLE, &count, &table), kOk);
