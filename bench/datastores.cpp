@@ -1,5 +1,8 @@
 #include "datastores.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <stdexcept>
 
@@ -54,8 +57,7 @@ void drop_latest_state(std::string const& file, bool table) {
 }
 
 void copy_without_indexes(std::string const& from, std::string const& to) {
-    remove_database(to);
-    std::filesystem::copy_file(from, to);
+    copy_database(from, to);
     drop_latest_state(to, true);
     PlainDatabase db(to, false);
     for (;;) {
@@ -68,6 +70,19 @@ void copy_without_indexes(std::string const& from, std::string const& to) {
             return;
         }
         db.exec("DROP INDEX \"" + name + "\"");
+    }
+}
+
+void copy_database(std::string const& from, std::string const& to) {
+    remove_database(to);
+    std::filesystem::copy_file(from, to);
+    int const fd = open(to.c_str(), O_RDONLY | O_CLOEXEC);
+    bool const synced = fd >= 0 && fsync(fd) == 0;
+    if (fd >= 0) {
+        close(fd);
+    }
+    if (!synced) {
+        throw std::runtime_error("cannot write " + to + " to disk");
     }
 }
 

@@ -52,6 +52,11 @@ void copy_without_indexes(std::string const& from, std::string const& to);
 // as it did before there was a state.
 void drop_latest_state(std::string const& file, bool table);
 
+// Copies the database `from` to `to` (replacing it) and writes the copy to
+// disk before returning: otherwise the first checkpoint of whatever runs on
+// the copy next would write the whole file back as part of what is timed.
+void copy_database(std::string const& from, std::string const& to);
+
 // Removes an SQLite database file and its -wal and -shm companions.
 void remove_database(std::string const& file);
 

@@ -77,8 +77,7 @@ std::vector<InsertRequest> new_runs(WorkloadShape shape, int count) {
 // `instance`, one per call or in one batch.
 double insert_seconds(std::string const& source, std::string const& file, bool with_state,
                       std::vector<InsertRequest> runs, bool batched) {
-    remove_database(file);
-    std::filesystem::copy_file(source, file);
+    copy_database(source, file);
     if (!with_state) {
         drop_latest_state(file, false);
     }
@@ -109,8 +108,7 @@ double insert_seconds(std::string const& source, std::string const& file, bool w
 // transaction, into a copy of `source` without the state's triggers.
 double plain_loop_seconds(std::string const& source, std::string const& file,
                           std::vector<InsertRequest> const& runs) {
-    remove_database(file);
-    std::filesystem::copy_file(source, file);
+    copy_database(source, file);
     drop_latest_state(file, false);
     double seconds = 0;
     {
@@ -142,8 +140,7 @@ std::vector<Figure> LatestStateBench::figures() const {
     shape.runs = long_runs;
     std::string const long_file = written_store(dir + "/state-long.db", shape);
     std::string const composed_file = dir + "/state-composed.db";
-    remove_database(composed_file);
-    std::filesystem::copy_file(long_file, composed_file);
+    copy_database(long_file, composed_file);
     drop_latest_state(composed_file, true);
 
     std::vector<std::string> const all_providers = provider_names(providers);

@@ -279,8 +279,7 @@ std::vector<Figure> pruning(Comparisons const& comparisons) {
     std::vector<double> waits;
 
     auto const fresh_copy = [&] {
-        remove_database(file);
-        std::filesystem::copy_file(comparisons.database, file);
+        copy_database(comparisons.database, file);
     };
     auto const library = [&] {
         fresh_copy();
