@@ -1,7 +1,6 @@
 #include "latest_state_bench.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <optional>
 #include <stdexcept>
 

@@ -252,6 +252,37 @@ TEST_F(Prune, AReaderInAnotherProcessNeverFailsMeanwhile) {
     EXPECT_EQ(reader.wait(), 0);
 }
 
+TEST_F(Prune, RowsStoredAfterThePruningBeganAreLeftToTheNextOne) {
+    constexpr int stored = 20'000;  // 20 chunks of 1,000 rows
+    std::string const file = open_store();
+    store_many("rw", stored);
+    std::atomic<bool> done{false};
+    std::atomic<int> written{0};
+    // Once the first chunk is gone, runs older than any kept, stored until
+    // the pruning ends: were they pruned as they came, the writer would keep
+    // the pruning going.
+    std::thread writer([&] {
+        PlainConnection counter(file);
+        while (!done && counter.rows("SELECT count(*) FROM provider_datastore;")[0] ==
+                            std::to_string(stored)) {
+        }
+        for (; !done; ++written) {
+            ASSERT_EQ(insert_run("rw", provider_run("late", "h", -1 - written)), kOk);
+        }
+    });
+    std::uint64_t removed = 0;
+
+    ASSERT_EQ(prune("rw", older_than(stored), removed), kOk);
+
+    done = true;
+    writer.join();
+    ASSERT_GT(written, 0) << "the writer stored nothing while the pruning ran";
+    EXPECT_EQ(removed, static_cast<std::uint64_t>(stored));
+    EXPECT_EQ(PlainConnection(file).rows(
+                  "SELECT count(*) FROM provider_datastore WHERE Provider = 'late';"),
+              std::vector<std::string>{std::to_string(written)});
+}
+
 TEST_F(Prune, WritersOfTheSameInstanceTakeTurnsWithThePruning) {
     constexpr int stored = 20'000;  // 20 chunks of 1,000 rows
     constexpr int writers = 16;

@@ -1,6 +1,7 @@
 #include "pruning.h"
 
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -17,6 +18,10 @@ namespace {
 // Rows per chunk: deleting them (and their index entries) takes a few
 // milliseconds, the longest another thread of this process waits.
 constexpr sqlite3_int64 chunk_rows = 1000;
+// Rows a step looks at to find its chunk: where few rows match (one
+// provider of many, or the end of the table) the step ends after these
+// instead of scanning on to the next match.
+constexpr sqlite3_int64 window_rows = 10 * chunk_rows;
 // Pages per step of the incremental vacuum (4 KiB each).
 constexpr int vacuum_pages = 512;
 // Write-ahead log pages after which a commit copies the log back into the
@@ -26,16 +31,19 @@ constexpr int vacuum_pages = 512;
 constexpr int pruning_checkpoint_pages = 250;
 
 // Parameters of the chunk statements: ?1 older_than, ?2 the rowid after
-// which the chunk starts, ?3 its end (or its size), ?4... the providers.
-constexpr int first_provider_parameter = 4;
+// which the chunk starts, ?3 its end (or its size), ?4 the rows of the
+// window, ?5 the last rowid when the pruning began, ?6... the providers.
+constexpr int first_provider_parameter = 6;
 
 Statement prepare_bound(::sqlite3* db, std::string const& sql, PruneRequest const& request,
-                        sqlite3_int64 after, sqlite3_int64 end) {
+                        sqlite3_int64 after, sqlite3_int64 end, sqlite3_int64 last) {
     Statement statement = prepare(db, sql);
     sqlite3_stmt* const s = statement.get();
     sqlite3_bind_int64(s, 1, request.older_than);
     sqlite3_bind_int64(s, 2, after);
     sqlite3_bind_int64(s, 3, end);
+    sqlite3_bind_int64(s, 4, window_rows);
+    sqlite3_bind_int64(s, 5, last);
     for (std::size_t i = 0; i < request.providers.size(); ++i) {
         std::string const& provider = request.providers[i];
         sqlite3_bind_text64(s, first_provider_parameter + static_cast<int>(i), provider.data(),
@@ -117,14 +125,22 @@ std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string 
     auto const start = std::chrono::steady_clock::now();
     std::string const condition = common::prune_condition(request, common::Markers::numbered,
                                                           first_provider_parameter, " AS newer");
-    std::string const chunk_end = "SELECT max(rowid) FROM (SELECT rowid FROM " + table_name +
-                                  " WHERE rowid > ?2 AND " + condition +
-                                  " ORDER BY rowid LIMIT ?3);";
+    // The end of the chunk: its last matching row when the window holds a
+    // whole chunk of them, else the window's last row. Rows stored after
+    // the pruning began are left to the next one: writers beside it would
+    // otherwise keep it going for as long as they write.
+    std::string const chunk_end =
+        "WITH scanned AS (SELECT rowid, " + condition + " AS hit FROM " + table_name +
+        " WHERE rowid > ?2 AND rowid <= ?5 ORDER BY rowid LIMIT ?4), matched AS (SELECT rowid FROM "
+        "scanned WHERE "
+        "hit ORDER BY rowid LIMIT ?3) SELECT CASE WHEN (SELECT count(*) FROM matched) = ?3 THEN "
+        "(SELECT max(rowid) FROM matched) ELSE (SELECT max(rowid) FROM scanned) END;";
     std::string const chunk_work = (request.dry_run ? "SELECT count(*) FROM " : "DELETE FROM ") +
                                    table_name + " WHERE rowid > ?2 AND rowid <= ?3 AND " +
                                    condition + ";";
     std::uint64_t total = 0;
     sqlite3_int64 after = std::numeric_limits<sqlite3_int64>::min();
+    std::optional<sqlite3_int64> last;
     SmallCheckpoints const small_checkpoints(mutex, db);
     for (;;) {
         std::lock_guard<FairMutex> const lock(mutex);
@@ -135,13 +151,18 @@ std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string 
         bool const finished = within_time_limit(
             connection, time_limit,
             [&] {
-                sqlite3_int64 const end =
-                    run(connection,
-                        prepare_bound(connection, chunk_end, request, after, chunk_rows), after);
+                if (!last) {
+                    last =
+                        integer_of(connection, "SELECT max(rowid) FROM " + table_name + ";", after);
+                }
+                sqlite3_int64 const end = run(
+                    connection,
+                    prepare_bound(connection, chunk_end, request, after, chunk_rows, *last), after);
                 if (end == after) {
                     return true;
                 }
-                Statement const work = prepare_bound(connection, chunk_work, request, after, end);
+                Statement const work =
+                    prepare_bound(connection, chunk_work, request, after, end, *last);
                 sqlite3_int64 const counted = run(connection, work, 0);
                 total += static_cast<std::uint64_t>(
                     request.dry_run ? counted : sqlite3_changes64(connection));

@@ -15,11 +15,13 @@ namespace vexa::datastore::sqlite_plugin {
 
 // Removes (or, with request.dry_run, counts) the rows of the provider table
 // that `request` describes and returns their number. Works in chunks of
-// 1,000 rows in rowid order, each its own transaction (outside a batch)
-// taken under `mutex`, with the write-ahead log copied back in small steps,
-// so another thread of this process waits for one chunk at most and a
-// reader elsewhere always sees whole chunks; in WAL mode readers of other
-// connections are never blocked at all.
+// 1,000 rows in rowid order, each found among the next 10,000 rows at most
+// and each its own transaction (outside a batch) taken under `mutex`, with
+// the write-ahead log copied back in small steps, so another thread of this
+// process waits for one chunk at most, however few rows match. A reader
+// elsewhere always sees whole chunks; in WAL mode readers of other
+// connections are never blocked at all. Rows stored after the pruning began
+// are left to the next one, so writers beside it cannot keep it going.
 //
 // Then gives the freed pages back to the file system, again in steps. That
 // needs auto_vacuum=INCREMENTAL, which files created by this plug-in have;
