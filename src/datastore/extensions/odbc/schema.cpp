@@ -258,9 +258,12 @@ std::vector<std::string> latest_state_statements(Dbms dbms) {
 std::string outdated_state_triggers_query(Dbms dbms) {
     switch (dbms) {
         case Dbms::postgresql:
-            return "SELECT count(*) FROM pg_class WHERE pg_table_is_visible(oid) AND relname = '" +
-                   common::state_table_name() + "' AND (" + postgresql_insert_trigger_query() +
-                   ") = 0";
+            // Older versions kept inserts too with the row-level trigger:
+            // bit 4 of tgtype is its INSERT event.
+            return "SELECT count(*) FROM pg_trigger t JOIN pg_class c ON c.oid = t.tgrelid WHERE "
+                   "pg_table_is_visible(c.oid) AND c.relname = '" +
+                   table_name + "' AND t.tgname = '" + common::state_table_name() +
+                   "_keep' AND (t.tgtype & 4) <> 0";
         case Dbms::sqlite:
             return common::sqlite_outdated_state_triggers_query();
         case Dbms::other:
