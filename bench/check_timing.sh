@@ -83,6 +83,7 @@ else
             echo "SET client_min_messages = warning;"
             echo "DROP TABLE provider_datastore_state;"
             echo "DROP FUNCTION provider_datastore_state_keep() CASCADE;"
+            echo "DROP FUNCTION provider_datastore_state_insert() CASCADE;"
             echo "DELETE FROM provider_datastore;"
             echo "WITH numbers(i) AS (SELECT generate_series(0, $hosts * $providers * $runs - 1))"
             history_insert "$runs" "'node' || lpad(((i / $providers) % $hosts)::text, 4, '0')" "||"

@@ -49,8 +49,18 @@ SoleDatastore::Shown::~Shown() { held.swap(DataStoreParseUtility::get_datastore_
 void drop_latest_state(std::string const& file, bool table) {
     PlainDatabase db(file, false);
     std::string const state = datastore::table_name + "_state";
-    db.exec("DROP TRIGGER IF EXISTS " + state + "_insert; DROP TRIGGER IF EXISTS " + state +
-            "_delete; DROP TRIGGER IF EXISTS " + state + "_update;");
+    for (;;) {
+        // Every trigger keeping the state, whatever the version named it;
+        // one at a time, as the name query must finish before its trigger
+        // goes.
+        std::string const trigger = db.text_of(
+            "SELECT name FROM sqlite_master WHERE type = 'trigger' AND substr(name, 1, " +
+            std::to_string(state.size() + 1) + ") = '" + state + "_' LIMIT 1");
+        if (trigger.empty()) {
+            break;
+        }
+        db.exec("DROP TRIGGER \"" + trigger + "\"");
+    }
     if (table) {
         db.exec("DROP TABLE IF EXISTS " + state + ";");
     }

@@ -21,7 +21,7 @@
 // options) pairs: the latest rows of all providers with --runs runs of
 // history (default 1,000) vs 10, and vs the standard query once the state
 // is dropped; OP_INSERT one row per call and in a batch, each vs the same
-// without the state's trigger.
+// without the state's triggers.
 #include <malloc.h>
 #include <sys/wait.h>
 
@@ -271,7 +271,7 @@ void print(std::string const& name, double library, double baseline, std::string
 }
 
 // A database `name` holding `shape`, loaded with \copy through the state's
-// trigger.
+// triggers.
 void load_database(Server const& server, std::string const& name, WorkloadShape const& shape) {
     server.psql("postgres", "CREATE DATABASE " + name);
     open_instance(name, name);  // creates the schema
@@ -365,9 +365,11 @@ int state_figures(Options const& options, Server const& server) {
         latest_rows_seconds("state_composed", providers, options.repetitions, pairs);
     vexa::datastore::DataStoreParseUtility::clear_db_vector();
 
-    // The same database twice, one without the state's trigger.
+    // The same database twice, one without the state's triggers.
     server.psql("postgres", "CREATE DATABASE state_none TEMPLATE state_short");
-    server.psql("state_none", "DROP TRIGGER provider_datastore_state_keep ON provider_datastore");
+    server.psql("state_none",
+                "DROP TRIGGER provider_datastore_state_keep ON provider_datastore; DROP TRIGGER "
+                "provider_datastore_state_insert ON provider_datastore");
     open_instance("state_short", "state_short");
     open_instance("state_none", "state_none");
     std::vector<double> with_state;

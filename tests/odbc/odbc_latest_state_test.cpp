@@ -167,6 +167,88 @@ class OdbcLatestState : public vexa::test::OdbcBackendTest {
         other_client(sql);
     }
 
+    // The answer of another client to `sql`, as its program prints it.
+    std::string other_client_answer(std::string const& sql) {
+        if (!sqlite()) {
+            return psql(database_, sql);
+        }
+        std::string output;
+        EXPECT_EQ(vexa::test::run_sqlite3_program(file_, sql, output), 0) << output;
+        return output;
+    }
+
+    // The state next to the latest row of every key recomputed from the
+    // table, keys holding a NULL and rows tied on the greatest stamp too:
+    // per pair (a NULL a value of its own), the first stored among the rows
+    // of the greatest stamp.
+    void expect_state_of_every_key_as_recomputed() {
+        EXPECT_EQ(other_client_answer("SELECT Provider, Hostname, OptionID, Unique_timestamp, "
+                                      "latest_rowid FROM provider_datastore_state ORDER BY 1, 2, "
+                                      "3;"),
+                  other_client_answer(
+                      "SELECT Provider, Hostname, OptionID, Unique_timestamp, rowid FROM "
+                      "provider_datastore p WHERE NOT EXISTS (SELECT 1 FROM provider_datastore q "
+                      "WHERE q.Provider IS NOT DISTINCT FROM p.Provider AND q.Hostname IS NOT "
+                      "DISTINCT FROM p.Hostname AND q.OptionID IS NOT DISTINCT FROM p.OptionID "
+                      "AND (q.Unique_timestamp > p.Unique_timestamp OR (q.Unique_timestamp = "
+                      "p.Unique_timestamp AND q.rowid < p.rowid))) ORDER BY 1, 2, 3;"));
+    }
+
+    // The state's triggers as an older version of the library made them:
+    // on PostgreSQL one row-level trigger for inserts, deletes and updates,
+    // on SQLite one general trigger for every inserted row.
+    void use_older_state_triggers() {
+        if (sqlite()) {
+            other_client(
+                "DROP TRIGGER IF EXISTS provider_datastore_state_insert_pair; DROP TRIGGER IF "
+                "EXISTS provider_datastore_state_insert_null_key; DROP TRIGGER IF EXISTS "
+                "provider_datastore_state_insert; CREATE TRIGGER provider_datastore_state_insert "
+                "AFTER INSERT ON provider_datastore BEGIN UPDATE provider_datastore_state SET "
+                "Unique_timestamp = NEW.Unique_timestamp, latest_rowid = NEW.rowid WHERE "
+                "Provider IS NEW.Provider AND Hostname IS NEW.Hostname AND OptionID IS "
+                "NEW.OptionID AND (Unique_timestamp < NEW.Unique_timestamp OR "
+                "(Unique_timestamp = NEW.Unique_timestamp AND latest_rowid > NEW.rowid)); "
+                "INSERT INTO provider_datastore_state SELECT NEW.Provider, NEW.Hostname, "
+                "NEW.OptionID, NEW.Unique_timestamp, NEW.rowid WHERE NOT EXISTS (SELECT 1 FROM "
+                "provider_datastore_state WHERE Provider IS NEW.Provider AND Hostname IS "
+                "NEW.Hostname AND OptionID IS NEW.OptionID); END;");
+            return;
+        }
+        std::string const upsert =
+            " ON CONFLICT (Provider, Hostname, OptionID) DO UPDATE SET Unique_timestamp = "
+            "EXCLUDED.Unique_timestamp, latest_rowid = EXCLUDED.latest_rowid WHERE "
+            "s.Unique_timestamp < EXCLUDED.Unique_timestamp OR (s.Unique_timestamp = "
+            "EXCLUDED.Unique_timestamp AND s.latest_rowid > EXCLUDED.latest_rowid);";
+        std::string const same_pair =
+            "Provider = OLD.Provider AND Hostname = OLD.Hostname AND OptionID = OLD.OptionID";
+        other_client(
+            "SET client_min_messages = warning; DROP TRIGGER IF EXISTS "
+            "provider_datastore_state_insert ON provider_datastore; DROP FUNCTION IF EXISTS "
+            "provider_datastore_state_insert(); CREATE OR REPLACE FUNCTION "
+            "provider_datastore_state_keep() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN IF "
+            "TG_OP <> 'INSERT' THEN DELETE FROM provider_datastore_state WHERE " +
+            same_pair +
+            " AND latest_rowid = OLD.rowid; IF FOUND THEN INSERT INTO provider_datastore_state "
+            "AS s SELECT Provider, Hostname, OptionID, Unique_timestamp, rowid FROM "
+            "provider_datastore WHERE " +
+            same_pair + " ORDER BY Unique_timestamp DESC, rowid LIMIT 1" + upsert +
+            " END IF; END IF; IF TG_OP <> 'DELETE' THEN INSERT INTO provider_datastore_state AS "
+            "s VALUES (NEW.Provider, NEW.Hostname, NEW.OptionID, NEW.Unique_timestamp, "
+            "NEW.rowid)" +
+            upsert +
+            " END IF; RETURN NULL; END $$; CREATE OR REPLACE TRIGGER "
+            "provider_datastore_state_keep AFTER INSERT OR DELETE OR UPDATE OF rowid, Provider, "
+            "Hostname, OptionID, Unique_timestamp ON provider_datastore FOR EACH ROW EXECUTE "
+            "FUNCTION provider_datastore_state_keep();");
+    }
+
+    std::string state_triggers() {
+        return other_client_answer(
+            sqlite() ? "SELECT name, sql FROM sqlite_master WHERE type = 'trigger' ORDER BY name;"
+                     : "SELECT tgname, pg_get_triggerdef(oid) FROM pg_trigger WHERE tgrelid = "
+                       "'provider_datastore'::regclass AND NOT tgisinternal ORDER BY 1;");
+    }
+
     std::size_t count_of(std::string const& table) {
         std::vector<Row> rows;
         EXPECT_EQ(select_query("s", "SELECT count(*) AS rowid FROM " + table, rows), kOk);
@@ -246,6 +328,79 @@ TEST_P(OdbcLatestState, AnOlderDatabaseHoldingARunTwiceGetsTheStateAndKeepsItsRo
     ASSERT_EQ(insert_run("s", provider_run("cpu", "n0", 5, "o0")), kOk);
     ASSERT_EQ(insert_run("s", provider_run("cpu", "n0", 5, "o0")), kOk);
     EXPECT_EQ(count_of("provider_datastore"), 63u);
+    expect_everything_as_recomputed();
+}
+
+TEST_P(OdbcLatestState, StatementsOfManyRowsPerPairKeepTheFirstStoredOfTheGreatestStamp) {
+    open_odbc("s", source_);
+    std::mt19937 random(20261127);
+    auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    auto value_or_null = [&](std::string const& value) {
+        return pick(3) == 0 ? std::string("NULL") : "'" + value + "'";
+    };
+    for (int round = 0; round < 12; ++round) {
+        // Another client's statement: few values, so that rows of one pair,
+        // NULL-keyed ones tied on their greatest stamp among them, come
+        // together.
+        std::string values;
+        for (int row = 0; row < 12; ++row) {
+            values += std::string(row == 0 ? "" : ", ") + "(" + value_or_null(kProviders[pick(2)]) +
+                      ", " + value_or_null("n" + std::to_string(pick(2))) + ", " +
+                      value_or_null("o" + std::to_string(pick(2))) + ", " +
+                      std::to_string(pick(12)) + ")";
+        }
+        other_client(
+            "INSERT INTO provider_datastore(Provider, Hostname, OptionID, Unique_timestamp) "
+            "VALUES " +
+            values + " ON CONFLICT DO NOTHING;");
+        // A batch of the plug-in: many rows of few pairs in one statement,
+        // stamps out of order.
+        ASSERT_EQ(control("s", vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+        for (int row = 0; row < 20; ++row) {
+            ASSERT_EQ(
+                insert_run("s", provider_run(kProviders[pick(2)], "n" + std::to_string(pick(2)),
+                                             pick(40), "o" + std::to_string(pick(2)))),
+                kOk);
+        }
+        ASSERT_EQ(control("s", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+        expect_state_of_every_key_as_recomputed();
+    }
+    EXPECT_NE(other_client_answer(
+                  "SELECT count(*) FROM provider_datastore_state WHERE OptionID IS NULL;"),
+              other_client_answer("SELECT 0;"));
+    expect_everything_as_recomputed();
+}
+
+TEST_P(OdbcLatestState, AWritableOpenReplacesTheStateTriggersOfAnOlderVersion) {
+    open_odbc("s", source_);
+    ASSERT_EQ(insert_run("s", provider_run("cpu", "n1", 5, "o1")), kOk);
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+    std::string const current = state_triggers();
+    use_older_state_triggers();
+    other_client(
+        "INSERT INTO provider_datastore(Provider, Hostname, OptionID, Unique_timestamp) "
+        "VALUES('cpu', 'n1', 'o1', 7), ('mem', 'n2', 'o1', 3);");
+    ASSERT_NE(state_triggers(), current);
+    {
+        vexa::test::ScopedLogLevel const level(6);
+        vexa::test::StderrCapture captured;
+        open_odbc("s", source_);
+        std::string const text = captured.text();
+        EXPECT_NE(text.find("odbc connection=" + source_ +
+                            ": latest-row state provider_datastore_state: triggers of an older "
+                            "version replaced\n"),
+                  std::string::npos)
+            << text;
+    }
+    EXPECT_EQ(state_triggers(), current);
+    expect_state_of_every_key_as_recomputed();
+    ASSERT_EQ(control("s", vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+    for (int stamp : {9, 12, 8}) {
+        ASSERT_EQ(insert_run("s", provider_run("mem", "n2", stamp, "o1")), kOk);
+    }
+    ASSERT_EQ(control("s", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+    other_client("DELETE FROM provider_datastore WHERE Unique_timestamp = 1700000000000012;");
+    expect_state_of_every_key_as_recomputed();
     expect_everything_as_recomputed();
 }
 

@@ -95,6 +95,26 @@ void expect_state_as_recomputed(std::string const& file) {
                       "Provider, Hostname, OptionID;"));
 }
 
+// The same where keys may hold a NULL and rows tie on the greatest stamp:
+// per pair (a NULL a value of its own), the greatest stamp, the first
+// stored among equal ones.
+void expect_state_of_every_key_as_recomputed(std::string const& file) {
+    PlainConnection db(file);
+    EXPECT_EQ(db.rows("SELECT Provider, Hostname, OptionID, Unique_timestamp, latest_rowid FROM "
+                      "provider_datastore_state ORDER BY Provider, Hostname, OptionID;"),
+              db.rows("SELECT Provider, Hostname, OptionID, Unique_timestamp, rowid FROM "
+                      "provider_datastore p WHERE NOT EXISTS (SELECT 1 FROM provider_datastore "
+                      "q WHERE q.Provider IS p.Provider AND q.Hostname IS p.Hostname AND "
+                      "q.OptionID IS p.OptionID AND (q.Unique_timestamp > p.Unique_timestamp OR "
+                      "(q.Unique_timestamp = p.Unique_timestamp AND q.rowid < p.rowid))) ORDER "
+                      "BY Provider, Hostname, OptionID;"));
+}
+
+// Values of a key where one in three is NULL.
+std::string value_or_null(int pick, std::string const& value) {
+    return pick % 3 == 0 ? "NULL" : "'" + value + "'";
+}
+
 class SqliteLatestState : public ::testing::Test {
   protected:
     void TearDown() override { vexa::datastore::DataStoreParseUtility::clear_db_vector(); }
@@ -123,6 +143,31 @@ class SqliteLatestState : public ::testing::Test {
                 std::to_string(i % 2) + "', " + std::to_string((i * 7919) % 23 - 11) + ", 'run " +
                 std::to_string(i) + "');");
         }
+    }
+
+    // The state as older versions kept it: one general trigger for every
+    // inserted row.
+    void use_older_insert_trigger() {
+        PlainConnection(file_, false)
+            .execute(
+                "DROP TRIGGER IF EXISTS provider_datastore_state_insert_pair; DROP TRIGGER IF "
+                "EXISTS provider_datastore_state_insert_null_key; DROP TRIGGER IF EXISTS "
+                "provider_datastore_state_insert; CREATE TRIGGER "
+                "provider_datastore_state_insert AFTER INSERT ON provider_datastore BEGIN UPDATE "
+                "provider_datastore_state SET Unique_timestamp = NEW.Unique_timestamp, "
+                "latest_rowid = NEW.rowid WHERE Provider IS NEW.Provider AND Hostname IS "
+                "NEW.Hostname AND OptionID IS NEW.OptionID AND (Unique_timestamp < "
+                "NEW.Unique_timestamp OR (Unique_timestamp = NEW.Unique_timestamp AND "
+                "latest_rowid > NEW.rowid)); INSERT INTO provider_datastore_state SELECT "
+                "NEW.Provider, NEW.Hostname, NEW.OptionID, NEW.Unique_timestamp, NEW.rowid "
+                "WHERE NOT EXISTS (SELECT 1 FROM provider_datastore_state WHERE Provider IS "
+                "NEW.Provider AND Hostname IS NEW.Hostname AND OptionID IS NEW.OptionID); END;");
+    }
+
+    std::vector<std::string> state_trigger_names() {
+        return PlainConnection(file_).rows(
+            "SELECT name FROM sqlite_master WHERE type = 'trigger' AND tbl_name = "
+            "'provider_datastore' ORDER BY name;");
     }
 
     vexa::test::TempDir dir_;
@@ -190,6 +235,87 @@ TEST_F(SqliteLatestState, AWritableOpenAddsAndFillsTheStateOfAnOlderFile) {
     expect_everything_as_composed("rw");
     ASSERT_EQ(insert_run("rw", provider_run("cpu", "n1", 100, "o1")), kOk);
     expect_everything_as_composed("rw");
+}
+
+TEST_F(SqliteLatestState, RowsWithANullInTheirKeyAndTiedStampsKeepTheStateExact) {
+    open_sqlite("rw", sqlite_params(file_, false));
+    PlainConnection other(file_, false);
+    std::mt19937 random(20261127);
+    auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    for (int step = 0; step < 300; ++step) {
+        int const action = pick(10);
+        if (action < 4) {
+            auto run = provider_run(kProviders[pick(2)], "n" + std::to_string(pick(2)), 0,
+                                    "o" + std::to_string(pick(2)));
+            run.header.Unique_timestamp = pick(20);
+            ASSERT_EQ(insert_run("rw", run), kOk);
+        } else if (action < 8) {
+            // Few values, so that NULL-keyed rows tie on their pair's
+            // greatest stamp, several in one statement.
+            std::string values;
+            for (int row = 0, rows = 1 + pick(3); row < rows; ++row) {
+                values += std::string(row == 0 ? "" : ", ") + "(" +
+                          value_or_null(pick(6), kProviders[pick(2)]) + ", " +
+                          value_or_null(pick(6), "n" + std::to_string(pick(2))) + ", " +
+                          value_or_null(pick(6), "o" + std::to_string(pick(2))) + ", " +
+                          std::to_string(pick(20)) + ")";
+            }
+            other.execute(
+                "INSERT OR IGNORE INTO provider_datastore(Provider, Hostname, OptionID, "
+                "Unique_timestamp) VALUES " +
+                values + ";");
+        } else if (action < 9) {
+            other.execute(
+                "DELETE FROM provider_datastore WHERE rowid = (SELECT latest_rowid "
+                "FROM provider_datastore_state ORDER BY random() LIMIT 1);");
+        } else {
+            other.execute(
+                "UPDATE OR IGNORE provider_datastore SET Unique_timestamp = Unique_timestamp + "
+                "3, OptionID = NULL WHERE rowid = (SELECT rowid FROM provider_datastore ORDER "
+                "BY random() LIMIT 1);");
+        }
+        if (step % 10 == 9) {
+            expect_state_of_every_key_as_recomputed(file_);
+        }
+    }
+    EXPECT_NE(PlainConnection(file_).rows("SELECT count(*) FROM provider_datastore_state WHERE "
+                                          "OptionID IS NULL;"),
+              std::vector<std::string>{"0"});
+}
+
+TEST_F(SqliteLatestState, AWritableOpenReplacesTheStateTriggersOfAnOlderVersion) {
+    open_sqlite("rw", sqlite_params(file_, false));
+    ASSERT_EQ(insert_run("rw", provider_run("cpu", "n1", 5, "o1")), kOk);
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+    std::vector<std::string> const current = state_trigger_names();
+    use_older_insert_trigger();
+    PlainConnection(file_, false)
+        .execute(
+            "INSERT INTO provider_datastore(Provider, Hostname, OptionID, Unique_timestamp) "
+            "VALUES('cpu', 'n1', 'o1', 7), ('mem', NULL, 'o1', 3);");
+    {
+        vexa::test::ScopedLogLevel const level(6);
+        vexa::test::StderrCapture captured;
+        open_sqlite("rw", sqlite_params(file_, false));
+        EXPECT_EQ(captured.text(), "sqlite3 " + file_ +
+                                       ": latest-row state provider_datastore_state: triggers "
+                                       "of an older version replaced\n");
+    }
+    EXPECT_EQ(state_trigger_names(), current);
+    expect_state_of_every_key_as_recomputed(file_);
+    ASSERT_EQ(insert_run("rw", provider_run("cpu", "n1", 9, "o1")), kOk);
+    PlainConnection(file_, false)
+        .execute(
+            "INSERT INTO provider_datastore(Provider, Hostname, OptionID, Unique_timestamp) "
+            "VALUES('mem', NULL, 'o1', 4), ('mem', NULL, 'o1', 2);");
+    expect_state_of_every_key_as_recomputed(file_);
+    expect_everything_as_composed("rw");
+    vexa::datastore::DataStoreParseUtility::clear_db_vector();
+    // Done once: the next open finds nothing to replace.
+    vexa::test::ScopedLogLevel const level(6);
+    vexa::test::StderrCapture captured;
+    open_sqlite("rw", sqlite_params(file_, false));
+    EXPECT_EQ(captured.text(), "");
 }
 
 TEST_F(SqliteLatestState, AReadOnlyOpenOfAnOlderFileAnswersWithTheComposedQuery) {

@@ -84,10 +84,11 @@ TEST_F(SqlitePlugin, WritableOpenCreatesParentDirectoriesFileAndTheDefaultSchema
             "provider_datastore(Provider, Hostname, OptionID, Unique_timestamp) WHERE "
             "Exit_status = 0",
             "table|provider_datastore_state|" + stored_ddl(state_schema[0] + ";"),
-            "trigger|provider_datastore_state_delete|" + stored_ddl(state_schema[3] + ";"),
-            "trigger|provider_datastore_state_insert|" + stored_ddl(state_schema[2] + ";"),
+            "trigger|provider_datastore_state_delete|" + stored_ddl(state_schema[4] + ";"),
+            "trigger|provider_datastore_state_insert_null_key|" + stored_ddl(state_schema[3] + ";"),
+            "trigger|provider_datastore_state_insert_pair|" + stored_ddl(state_schema[2] + ";"),
             "index|provider_datastore_state_pair|" + stored_ddl(state_schema[1] + ";"),
-            "trigger|provider_datastore_state_update|" + stored_ddl(state_schema[4] + ";"),
+            "trigger|provider_datastore_state_update|" + stored_ddl(state_schema[5] + ";"),
             "view|vexa_1|" + stored_ddl(vexa::datastore::default_create_view_query),
         }));
     EXPECT_EQ(db.rows("PRAGMA journal_mode;"), std::vector<std::string>{"wal"});
@@ -407,9 +408,9 @@ TEST_F(SqlitePlugin, StatementsThatWriteAreRefusedBySelect) {
               }),
               "not a read-only statement: DELETE FROM provider_datastore");
     EXPECT_EQ(select_query("rw", "DROP VIEW vexa_1", rows), kFailed);
-    // ten schema objects (the four of the defaults, the state table, its
-    // index and three triggers, the index of passing runs) and the row
-    EXPECT_EQ(contents_of(file).size(), 11u);
+    // eleven schema objects (the four of the defaults, the state table, its
+    // index and four triggers, the index of passing runs) and the row
+    EXPECT_EQ(contents_of(file).size(), 12u);
 }
 
 TEST_F(SqlitePlugin, TextWithoutAStatementSucceedsWithNoRows) {

@@ -28,6 +28,26 @@ std::string take_if_newer(std::string const& row) {
            " WHERE " + same_pair(row) + ");";
 }
 
+// Whether the key of the trigger row `row` holds no NULL: only then does
+// the state's key index, where NULLs never match, find the pair's row.
+std::string key_without_null(std::string const& row) {
+    return row + ".Provider IS NOT NULL AND " + row + ".Hostname IS NOT NULL AND " + row +
+           ".OptionID IS NOT NULL";
+}
+
+// take_if_newer for a row whose key holds no NULL, in one statement: the
+// key index finds the state's row once, where the UPDATE and the INSERT of
+// take_if_newer look it up twice. Unqualified names in DO UPDATE are the
+// state row's.
+std::string upsert_if_newer(std::string const& row) {
+    return "INSERT INTO " + state_table_name() + " VALUES(" + row + ".Provider, " + row +
+           ".Hostname, " + row + ".OptionID, " + row + ".Unique_timestamp, " + row +
+           ".rowid) ON CONFLICT(Provider, Hostname, OptionID) DO UPDATE SET Unique_timestamp = "
+           "excluded.Unique_timestamp, latest_rowid = excluded.latest_rowid WHERE "
+           "Unique_timestamp < excluded.Unique_timestamp OR (Unique_timestamp = "
+           "excluded.Unique_timestamp AND latest_rowid > excluded.latest_rowid);";
+}
+
 // After the row `row` left its pair: when it was the latest, the next one
 // takes its place through the latest-row index; a pair with no row left
 // leaves the state.
@@ -40,26 +60,59 @@ std::string replace_if_latest(std::string const& row) {
            same_pair(row) + ") ORDER BY Unique_timestamp DESC, rowid LIMIT 1;";
 }
 
+// The name of the insert trigger of older versions, one general body for
+// every inserted row.
+std::string general_insert_trigger_name() { return state_table_name() + "_insert"; }
+
+std::vector<std::string> insert_triggers() {
+    std::string const state = state_table_name();
+    // Inserts are the common write, so theirs is the cheap path; a key
+    // holding a NULL, which only other programs write, takes the general one.
+    return {
+        "CREATE TRIGGER IF NOT EXISTS " + state + "_insert_pair AFTER INSERT ON " + table_name +
+            " WHEN " + key_without_null("NEW") + " BEGIN " + upsert_if_newer("NEW") + " END",
+        "CREATE TRIGGER IF NOT EXISTS " + state + "_insert_null_key AFTER INSERT ON " + table_name +
+            " WHEN NOT (" + key_without_null("NEW") + ") BEGIN " + take_if_newer("NEW") + " END",
+    };
+}
+
 }  // namespace
 
 std::vector<std::string> sqlite_state_schema() {
     std::string const state = state_table_name();
-    return {
+    std::vector<std::string> statements{
         "CREATE TABLE IF NOT EXISTS " + state +
             "(Provider TEXT, Hostname TEXT, OptionID TEXT, Unique_timestamp INTEGER, "
             "latest_rowid INTEGER)",
         "CREATE UNIQUE INDEX IF NOT EXISTS " + state + "_pair ON " + state +
             "(Provider, Hostname, OptionID)",
-        "CREATE TRIGGER IF NOT EXISTS " + state + "_insert AFTER INSERT ON " + table_name +
-            " BEGIN " + take_if_newer("NEW") + " END",
-        "CREATE TRIGGER IF NOT EXISTS " + state + "_delete AFTER DELETE ON " + table_name +
-            " BEGIN " + replace_if_latest("OLD") + " END",
-        // Only the columns the state depends on; the row leaves its old pair
-        // first, then counts in its new one.
-        "CREATE TRIGGER IF NOT EXISTS " + state +
-            "_update AFTER UPDATE OF rowid, Provider, Hostname, OptionID, Unique_timestamp ON " +
-            table_name + " BEGIN " + replace_if_latest("OLD") + " " + take_if_newer("NEW") + " END",
     };
+    for (std::string& trigger : insert_triggers()) {
+        statements.push_back(std::move(trigger));
+    }
+    statements.push_back("CREATE TRIGGER IF NOT EXISTS " + state + "_delete AFTER DELETE ON " +
+                         table_name + " BEGIN " + replace_if_latest("OLD") + " END");
+    // Only the columns the state depends on; the row leaves its old pair
+    // first, then counts in its new one.
+    statements.push_back("CREATE TRIGGER IF NOT EXISTS " + state +
+                         "_update AFTER UPDATE OF rowid, Provider, Hostname, OptionID, "
+                         "Unique_timestamp ON " +
+                         table_name + " BEGIN " + replace_if_latest("OLD") + " " +
+                         take_if_newer("NEW") + " END");
+    return statements;
+}
+
+std::string sqlite_outdated_state_triggers_query() {
+    return "SELECT count(*) FROM sqlite_master WHERE type = 'trigger' AND name = '" +
+           general_insert_trigger_name() + "'";
+}
+
+std::vector<std::string> sqlite_state_trigger_renewal() {
+    std::vector<std::string> statements{"DROP TRIGGER IF EXISTS " + general_insert_trigger_name()};
+    for (std::string& trigger : insert_triggers()) {
+        statements.push_back(std::move(trigger));
+    }
+    return statements;
 }
 
 std::string sqlite_state_fill() {

@@ -16,6 +16,12 @@ namespace vexa::datastore::common {
 // table and the latest-row index to exist, and create nothing twice.
 std::vector<std::string> sqlite_state_schema();
 
+// A query answering 1 when the file's state is kept on inserts by the one
+// general trigger of older versions, else 0; and the statements replacing
+// it with the current insert triggers, each without a terminating ";".
+std::string sqlite_outdated_state_triggers_query();
+std::vector<std::string> sqlite_state_trigger_renewal();
+
 // Fills the empty state table from the provider table, in one statement.
 std::string sqlite_state_fill();
 

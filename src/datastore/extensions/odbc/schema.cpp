@@ -35,6 +35,14 @@ std::string postgresql_unique_latest_index_query() {
            common::latest_row_index_name() + "'";
 }
 
+// A query answering 1 when the state's statement-level trigger on inserts
+// exists, else 0.
+std::string postgresql_insert_trigger_query() {
+    return "SELECT count(*) FROM pg_trigger t JOIN pg_class c ON c.oid = t.tgrelid WHERE "
+           "pg_table_is_visible(c.oid) AND c.relname = '" +
+           table_name + "' AND t.tgname = '" + common::state_table_name() + "_insert'";
+}
+
 std::string postgresql_columns() {
     Row const row;
     std::string columns;
@@ -93,9 +101,60 @@ std::string postgresql_take_if_newer(std::string const& source) {
            "EXCLUDED.Unique_timestamp AND s.latest_rowid > EXCLUDED.latest_rowid);";
 }
 
-std::vector<std::string> postgresql_state() {
+// The row-level function keeping the state on deletes and updates: the
+// row leaves its old pair first, then counts in its new one.
+std::string postgresql_keep_function() {
+    std::string const state = common::state_table_name();
+    return "CREATE OR REPLACE FUNCTION " + state +
+           "_keep() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN DELETE FROM " + state + " WHERE " +
+           postgresql_same_pair("OLD") + " AND latest_rowid = OLD.rowid; IF FOUND THEN " +
+           postgresql_take_if_newer(
+               "SELECT Provider, Hostname, OptionID, Unique_timestamp, rowid FROM " + table_name +
+               " WHERE " + postgresql_same_pair("OLD") +
+               " ORDER BY Unique_timestamp DESC, rowid LIMIT 1") +
+           " END IF; IF TG_OP = 'UPDATE' THEN " +
+           postgresql_take_if_newer(
+               "VALUES (NEW.Provider, NEW.Hostname, NEW.OptionID, NEW.Unique_timestamp, "
+               "NEW.rowid)") +
+           " END IF; RETURN NULL; END $$";
+}
+
+// The statement-level function keeping the state on inserts: one upsert
+// for all the rows of a statement, a batch's many rows as a single call's
+// one. The upsert may touch a pair once only, so each pair's rows are
+// reduced first to the one that counts (DISTINCT ON keeps a NULL in the key
+// as one pair, as the state's key does); sorted by pair, concurrent
+// statements lock the state's rows in one order.
+std::string postgresql_insert_function() {
+    std::string const state = common::state_table_name();
+    return "CREATE OR REPLACE FUNCTION " + state +
+           "_insert() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN " +
+           postgresql_take_if_newer(
+               "SELECT DISTINCT ON (Provider, Hostname, OptionID) Provider, Hostname, OptionID, "
+               "Unique_timestamp, rowid FROM inserted_rows ORDER BY Provider, Hostname, OptionID, "
+               "Unique_timestamp DESC, rowid") +
+           " RETURN NULL; END $$";
+}
+
+// The functions and triggers that keep the state, replacing older ones.
+std::vector<std::string> postgresql_state_triggers() {
     std::string const state = common::state_table_name();
     return {
+        postgresql_keep_function(),
+        postgresql_insert_function(),
+        "CREATE OR REPLACE TRIGGER " + state +
+            "_keep AFTER DELETE OR UPDATE OF rowid, Provider, Hostname, OptionID, "
+            "Unique_timestamp ON " +
+            table_name + " FOR EACH ROW EXECUTE FUNCTION " + state + "_keep()",
+        "CREATE OR REPLACE TRIGGER " + state + "_insert AFTER INSERT ON " + table_name +
+            " REFERENCING NEW TABLE AS inserted_rows FOR EACH STATEMENT EXECUTE FUNCTION " + state +
+            "_insert()",
+    };
+}
+
+std::vector<std::string> postgresql_state() {
+    std::string const state = common::state_table_name();
+    std::vector<std::string> statements{
         "BEGIN",
         postgresql_schema_lock,
         // NULLS NOT DISTINCT: a NULL in the key is one pair, as GROUP BY
@@ -103,32 +162,18 @@ std::vector<std::string> postgresql_state() {
         "CREATE TABLE IF NOT EXISTS " + state +
             "(Provider TEXT, Hostname TEXT, OptionID TEXT, Unique_timestamp BIGINT, latest_rowid "
             "BIGINT, UNIQUE NULLS NOT DISTINCT (Provider, Hostname, OptionID))",
-        "CREATE OR REPLACE FUNCTION " + state +
-            "_keep() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN IF TG_OP <> 'INSERT' THEN "
-            "DELETE FROM " +
-            state + " WHERE " + postgresql_same_pair("OLD") +
-            " AND latest_rowid = OLD.rowid; IF FOUND THEN " +
-            postgresql_take_if_newer(
-                "SELECT Provider, Hostname, OptionID, Unique_timestamp, rowid FROM " + table_name +
-                " WHERE " + postgresql_same_pair("OLD") +
-                " ORDER BY Unique_timestamp DESC, rowid LIMIT 1") +
-            " END IF; END IF; IF TG_OP <> 'DELETE' THEN " +
-            postgresql_take_if_newer(
-                "VALUES (NEW.Provider, NEW.Hostname, NEW.OptionID, NEW.Unique_timestamp, "
-                "NEW.rowid)") +
-            " END IF; RETURN NULL; END $$",
-        "CREATE OR REPLACE TRIGGER " + state +
-            "_keep AFTER INSERT OR DELETE OR UPDATE OF rowid, Provider, Hostname, OptionID, "
-            "Unique_timestamp ON " +
-            table_name + " FOR EACH ROW EXECUTE FUNCTION " + state + "_keep()",
-        "INSERT INTO " + state +
-            " SELECT DISTINCT ON (Provider, Hostname, OptionID) Provider, Hostname, OptionID, "
-            "Unique_timestamp, rowid FROM " +
-            table_name +
-            " ORDER BY Provider, Hostname, OptionID, Unique_timestamp DESC, rowid ON CONFLICT DO "
-            "NOTHING",
-        "COMMIT",
     };
+    for (std::string& statement : postgresql_state_triggers()) {
+        statements.push_back(std::move(statement));
+    }
+    statements.push_back("INSERT INTO " + state +
+                         " SELECT DISTINCT ON (Provider, Hostname, OptionID) Provider, Hostname, "
+                         "OptionID, Unique_timestamp, rowid FROM " +
+                         table_name +
+                         " ORDER BY Provider, Hostname, OptionID, Unique_timestamp DESC, rowid "
+                         "ON CONFLICT DO NOTHING");
+    statements.push_back("COMMIT");
+    return statements;
 }
 
 }  // namespace
@@ -210,6 +255,41 @@ std::vector<std::string> latest_state_statements(Dbms dbms) {
     return {};
 }
 
+std::string outdated_state_triggers_query(Dbms dbms) {
+    switch (dbms) {
+        case Dbms::postgresql:
+            // Older versions kept inserts too with the row-level trigger:
+            // bit 4 of tgtype is its INSERT event.
+            return "SELECT count(*) FROM pg_trigger t JOIN pg_class c ON c.oid = t.tgrelid WHERE "
+                   "pg_table_is_visible(c.oid) AND c.relname = '" +
+                   table_name + "' AND t.tgname = '" + common::state_table_name() +
+                   "_keep' AND (t.tgtype & 4) <> 0";
+        case Dbms::sqlite:
+            return common::sqlite_outdated_state_triggers_query();
+        case Dbms::other:
+            break;
+    }
+    return "";
+}
+
+std::vector<std::string> state_trigger_renewal(Dbms dbms) {
+    switch (dbms) {
+        case Dbms::postgresql: {
+            std::vector<std::string> statements{"BEGIN", postgresql_schema_lock};
+            for (std::string& statement : postgresql_state_triggers()) {
+                statements.push_back(std::move(statement));
+            }
+            statements.push_back("COMMIT");
+            return statements;
+        }
+        case Dbms::sqlite:
+            return common::sqlite_state_trigger_renewal();
+        case Dbms::other:
+            break;
+    }
+    return {};
+}
+
 std::vector<std::string> passing_run_index_statements(Dbms dbms) {
     switch (dbms) {
         case Dbms::postgresql:
@@ -235,7 +315,8 @@ std::pair<std::string, std::string> schema_presence_query(Dbms dbms) {
         return {"", ""};
     }
     // The unique latest-row index or the trigger standing in for it counts
-    // once.
+    // once; the state's statement-level insert trigger counts, so that a
+    // database whose state an older version made gets it.
     std::string const state = common::state_table_name();
     return {
         "SELECT (SELECT count(*) FROM pg_class WHERE pg_table_is_visible(oid) AND relname IN "
@@ -244,8 +325,9 @@ std::pair<std::string, std::string> schema_presence_query(Dbms dbms) {
             common::latest_row_index_name() + "', '" + state + "', '" +
             common::passing_run_index_name() + "')) + GREATEST((" +
             postgresql_unique_latest_index_query() +
-            "), (SELECT count(*) FROM pg_trigger WHERE tgname = '" + skip_retried_name() + "'))",
-        "7"};
+            "), (SELECT count(*) FROM pg_trigger WHERE tgname = '" + skip_retried_name() +
+            "')) + (" + postgresql_insert_trigger_query() + ")",
+        "8"};
 }
 
 }  // namespace vexa::datastore::odbc_plugin

@@ -49,6 +49,15 @@ std::vector<std::string> skip_retried_statements(Dbms dbms);
 // known.
 std::vector<std::string> latest_state_statements(Dbms dbms);
 
+// A query answering 1 when the latest-row state exists but is kept by the
+// triggers of an older version of the library, else 0; "" where the
+// database system is not known.
+std::string outdated_state_triggers_query(Dbms dbms);
+
+// Statements replacing the state's triggers with the current ones; like the
+// state's statements, they may run twice.
+std::vector<std::string> state_trigger_renewal(Dbms dbms);
+
 // The index of passing runs; like the state's statements, none of them
 // creates anything twice. Empty where the database system is not known.
 std::vector<std::string> passing_run_index_statements(Dbms dbms);

@@ -50,6 +50,18 @@ void create_latest_state(SQLHDBC dbc, Dbms dbms, std::string const& display) {
                           " pairs in " + std::to_string(elapsed.count()) + " ms");
 }
 
+// A state made by an older version keeps its rows; only the triggers that
+// keep it change.
+void renew_state_triggers(SQLHDBC dbc, Dbms dbms, std::string const& display) {
+    std::string const query = outdated_state_triggers_query(dbms);
+    if (query.empty() || first_text(dbc, query) == "0") {
+        return;
+    }
+    run_in_transaction(dbc, state_trigger_renewal(dbms));
+    log_info(display, "latest-row state " + common::state_table_name() +
+                          ": triggers of an older version replaced");
+}
+
 // On a large table the build reads it whole once, so it is logged with its
 // time.
 void create_passing_run_index(SQLHDBC dbc, Dbms dbms, std::string const& display) {
@@ -74,6 +86,7 @@ void create_schema(SQLHDBC dbc, Dbms dbms, std::string const& display) {
     run_in_transaction(dbc, schema_statements(dbms));
     keep_retries_out(dbc, dbms, display);
     create_latest_state(dbc, dbms, display);
+    renew_state_triggers(dbc, dbms, display);
     create_passing_run_index(dbc, dbms, display);
 }
 

@@ -13,9 +13,10 @@ namespace vexa::datastore::odbc_plugin {
 // Creates whatever is missing of the schema on `dbc`. A table that holds
 // one run twice keeps its rows and gets a trigger skipping retried records
 // instead of the run-key index; a database without the latest-row state
-// gets it filled in one transaction, and one without the index of passing
-// runs gets it built. All three are logged at level 6 for the source
-// `display`. Throws OdbcError with the driver's diagnostics.
+// gets it filled in one transaction, one whose state an older version keeps
+// gets the current triggers, and one without the index of passing runs gets
+// it built. All four are logged at level 6 for the source `display`. Throws OdbcError with the
+// driver's diagnostics.
 void create_schema(SQLHDBC dbc, Dbms dbms, std::string const& display);
 
 // Whether the database holds the latest-row state; false where the database

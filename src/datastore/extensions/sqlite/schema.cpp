@@ -67,6 +67,23 @@ void create_latest_state(::sqlite3* db, std::string const& path) {
                        " ms");
 }
 
+bool has_outdated_state_triggers(::sqlite3* db) {
+    return integer_of(db, common::sqlite_outdated_state_triggers_query() + ";", 0) != 0;
+}
+
+// A state made by an older version keeps its rows; only the triggers that
+// keep it change.
+void renew_state_triggers(::sqlite3* db, std::string const& path) {
+    if (!has_outdated_state_triggers(db)) {
+        return;
+    }
+    for (std::string const& statement : common::sqlite_state_trigger_renewal()) {
+        execute(db, statement + ";");
+    }
+    log_info(path, "latest-row state " + common::state_table_name() +
+                       ": triggers of an older version replaced");
+}
+
 bool has_passing_run_index(::sqlite3* db) {
     return integer_of(db,
                       "SELECT count(*) FROM sqlite_master WHERE type = 'index' AND name = '" +
@@ -98,7 +115,8 @@ void create_schema(::sqlite3* db, std::string const& path) {
     // group, so the latest-row query takes the other columns from the group's
     // first row and visits the table once per group rather than once per row.
     execute(db, common::create_latest_row_index() + ";");
-    if (latest_index_is_unique(db) && has_latest_state(db) && has_passing_run_index(db)) {
+    if (latest_index_is_unique(db) && has_latest_state(db) && !has_outdated_state_triggers(db) &&
+        has_passing_run_index(db)) {
         return;
     }
     // The write lock first: another process may be opening the same file, and
@@ -107,6 +125,7 @@ void create_schema(::sqlite3* db, std::string const& path) {
     try {
         keep_retries_out(db, path);
         create_latest_state(db, path);
+        renew_state_triggers(db, path);
         create_passing_run_index(db, path);
         execute(db, "COMMIT;");
     } catch (...) {

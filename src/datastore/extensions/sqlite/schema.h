@@ -13,9 +13,10 @@ namespace vexa::datastore::sqlite_plugin {
 // latest-row state and the index of passing runs. A file that holds one run
 // twice keeps its rows and gets a trigger skipping retried records instead
 // of the run-key index; a file without the state gets it filled in one
-// transaction, and one without the index of passing runs gets it built. All
-// three are logged at level 6 for the file `path`. Throws std::runtime_error with SQLite's
-// text.
+// transaction, one whose state an older version keeps gets the current
+// triggers, and one without the index of passing runs gets it built. All
+// four are logged at level 6 for the file `path`. Throws std::runtime_error
+// with SQLite's text.
 void create_schema(::sqlite3* db, std::string const& path);
 
 // Whether the file holds the latest-row state (a file written by an older
