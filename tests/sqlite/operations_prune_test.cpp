@@ -323,10 +323,11 @@ TEST_F(Prune, WritersOfTheSameInstanceTakeTurnsWithThePruning) {
     EXPECT_EQ(removed, static_cast<std::uint64_t>(stored));
     // Served in the order they asked, a writer waits for the chunk in
     // progress and for each other writer about once (more when the machine
-    // runs other threads between its count and its turn: up to 6 times over
-    // on a busy 2-core machine); a lock that goes to whoever grabs it first
-    // let one insert wait while the others stored thousands of rows.
-    EXPECT_LE(most_overtaken.load(), 8 * writers)
+    // runs other threads between its count and its turn: up to 9 times over
+    // on a 2-core machine under a load of 45); a lock that goes to whoever
+    // grabs it first let one insert wait while the others stored thousands
+    // of rows.
+    EXPECT_LE(most_overtaken.load(), 12 * writers)
         << "rows that other writers stored while one insert waited";
 }
 

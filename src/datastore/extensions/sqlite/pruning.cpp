@@ -18,10 +18,10 @@ namespace {
 // Rows per chunk: deleting them (and their index entries) takes a few
 // milliseconds, the longest another thread of this process waits.
 constexpr sqlite3_int64 chunk_rows = 1000;
-// Rows a step looks at to find its chunk: where few rows match (one
+// Rowids a step looks through for its chunk: where few rows match (one
 // provider of many, or the end of the table) the step ends after these
 // instead of scanning on to the next match.
-constexpr sqlite3_int64 window_rows = 10 * chunk_rows;
+constexpr sqlite3_int64 window_rowids = 10 * chunk_rows;
 // Pages per step of the incremental vacuum (4 KiB each).
 constexpr int vacuum_pages = 512;
 // Write-ahead log pages after which a commit copies the log back into the
@@ -31,19 +31,18 @@ constexpr int vacuum_pages = 512;
 constexpr int pruning_checkpoint_pages = 250;
 
 // Parameters of the chunk statements: ?1 older_than, ?2 the rowid after
-// which the chunk starts, ?3 its end (or its size), ?4 the rows of the
-// window, ?5 the last rowid when the pruning began, ?6... the providers.
-constexpr int first_provider_parameter = 6;
+// which the chunk starts, ?3 its end (or its size), ?4 the last rowid the
+// step may reach, ?5... the providers.
+constexpr int first_provider_parameter = 5;
 
 Statement prepare_bound(::sqlite3* db, std::string const& sql, PruneRequest const& request,
-                        sqlite3_int64 after, sqlite3_int64 end, sqlite3_int64 last) {
+                        sqlite3_int64 after, sqlite3_int64 end, sqlite3_int64 bound) {
     Statement statement = prepare(db, sql);
     sqlite3_stmt* const s = statement.get();
     sqlite3_bind_int64(s, 1, request.older_than);
     sqlite3_bind_int64(s, 2, after);
     sqlite3_bind_int64(s, 3, end);
-    sqlite3_bind_int64(s, 4, window_rows);
-    sqlite3_bind_int64(s, 5, last);
+    sqlite3_bind_int64(s, 4, bound);
     for (std::size_t i = 0; i < request.providers.size(); ++i) {
         std::string const& provider = request.providers[i];
         sqlite3_bind_text64(s, first_provider_parameter + static_cast<int>(i), provider.data(),
@@ -65,6 +64,13 @@ sqlite3_int64 run(::sqlite3* db, Statement const& statement, sqlite3_int64 fallb
         fail(db);
     }
     return value;
+}
+
+// The rowid window_rowids past `after`, or `last` when that comes first;
+// `last` is greater than `after`.
+sqlite3_int64 window_end(sqlite3_int64 after, sqlite3_int64 last) {
+    auto const distance = static_cast<std::uint64_t>(last) - static_cast<std::uint64_t>(after);
+    return distance <= static_cast<std::uint64_t>(window_rowids) ? last : after + window_rowids;
 }
 
 ::sqlite3* open_db(Database const& db) {
@@ -125,16 +131,10 @@ std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string 
     auto const start = std::chrono::steady_clock::now();
     std::string const condition = common::prune_condition(request, common::Markers::numbered,
                                                           first_provider_parameter, " AS newer");
-    // The end of the chunk: its last matching row when the window holds a
-    // whole chunk of them, else the window's last row. Rows stored after
-    // the pruning began are left to the next one: writers beside it would
-    // otherwise keep it going for as long as they write.
-    std::string const chunk_end =
-        "WITH scanned AS (SELECT rowid, " + condition + " AS hit FROM " + table_name +
-        " WHERE rowid > ?2 AND rowid <= ?5 ORDER BY rowid LIMIT ?4), matched AS (SELECT rowid FROM "
-        "scanned WHERE "
-        "hit ORDER BY rowid LIMIT ?3) SELECT CASE WHEN (SELECT count(*) FROM matched) = ?3 THEN "
-        "(SELECT max(rowid) FROM matched) ELSE (SELECT max(rowid) FROM scanned) END;";
+    std::string const chunk_end = "SELECT max(rowid) FROM (SELECT rowid FROM " + table_name +
+                                  " WHERE rowid > ?2 AND rowid <= ?4 AND " + condition +
+                                  " ORDER BY rowid LIMIT ?3);";
+    std::string const next_row = "SELECT min(rowid) FROM " + table_name + " WHERE rowid > ?4;";
     std::string const chunk_work = (request.dry_run ? "SELECT count(*) FROM " : "DELETE FROM ") +
                                    table_name + " WHERE rowid > ?2 AND rowid <= ?3 AND " +
                                    condition + ";";
@@ -151,18 +151,30 @@ std::uint64_t prune_in_chunks(FairMutex& mutex, Database const& db, std::string 
         bool const finished = within_time_limit(
             connection, time_limit,
             [&] {
+                // Rows stored after the pruning began are left to the next
+                // one: writers beside it would otherwise keep it going.
                 if (!last) {
                     last =
                         integer_of(connection, "SELECT max(rowid) FROM " + table_name + ";", after);
                 }
-                sqlite3_int64 const end = run(
-                    connection,
-                    prepare_bound(connection, chunk_end, request, after, chunk_rows, *last), after);
-                if (end == after) {
+                if (*last <= after) {
                     return true;
                 }
+                sqlite3_int64 const bound = window_end(after, *last);
+                sqlite3_int64 const end = run(
+                    connection,
+                    prepare_bound(connection, chunk_end, request, after, chunk_rows, bound), after);
+                if (end == after) {
+                    // Nothing to remove up to `bound`: on from the next row,
+                    // past any gap in the rowids.
+                    sqlite3_int64 const next = run(
+                        connection, prepare_bound(connection, next_row, request, after, 0, bound),
+                        std::numeric_limits<sqlite3_int64>::max());
+                    after = next > *last ? *last : next - 1;
+                    return false;
+                }
                 Statement const work =
-                    prepare_bound(connection, chunk_work, request, after, end, *last);
+                    prepare_bound(connection, chunk_work, request, after, end, bound);
                 sqlite3_int64 const counted = run(connection, work, 0);
                 total += static_cast<std::uint64_t>(
                     request.dry_run ? counted : sqlite3_changes64(connection));

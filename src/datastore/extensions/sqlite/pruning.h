@@ -15,7 +15,7 @@ namespace vexa::datastore::sqlite_plugin {
 
 // Removes (or, with request.dry_run, counts) the rows of the provider table
 // that `request` describes and returns their number. Works in chunks of
-// 1,000 rows in rowid order, each found among the next 10,000 rows at most
+// 1,000 rows in rowid order, each found among the next 10,000 rowids at most
 // and each its own transaction (outside a batch) taken under `mutex`, with
 // the write-ahead log copied back in small steps, so another thread of this
 // process waits for one chunk at most, however few rows match. A reader
