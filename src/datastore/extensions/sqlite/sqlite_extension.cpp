@@ -64,6 +64,7 @@ void SqliteExtension::close() noexcept {
         sqlite3_exec(db_.get(), "PRAGMA optimize;", nullptr, nullptr, nullptr);
     }
     db_.reset();
+    open_ = false;
 }
 
 int SqliteExtension::open_instance(std::string const& source_parameters) {
@@ -87,6 +88,7 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
         }
         hosts_query =
             has_state_ ? common::hosts_from_state_query() : common::composed_hosts_query();
+        open_ = true;
         return OPERATION_SUCCESSFULL;
     } catch (std::exception const& error) {
         close();
@@ -98,10 +100,7 @@ int SqliteExtension::open_instance(std::string const& source_parameters) {
     return OPERATION_UNSUCCESSFULL;
 }
 
-bool SqliteExtension::is_ready() {
-    std::lock_guard<FairMutex> const lock(mutex_);
-    return db_ != nullptr;
-}
+bool SqliteExtension::is_ready() { return open_; }
 
 std::string SqliteExtension::describe() const {
     std::lock_guard<FairMutex> const lock(mutex_);
@@ -151,12 +150,7 @@ bool SqliteExtension::select(std::string query, std::vector<Row>& out,
 bool SqliteExtension::get_latest_rows_provider(std::vector<std::string> providers,
                                                std::vector<Row>& out,
                                                std::vector<std::string> hosts) {
-    bool state = false;
-    {
-        std::lock_guard<FairMutex> const lock(mutex_);
-        state = has_state_;
-    }
-    if (!state) {
+    if (!has_state_) {
         return interface::get_latest_rows_provider(std::move(providers), out, std::move(hosts));
     }
     return select_latest_rows(std::move(providers), std::move(hosts), out,

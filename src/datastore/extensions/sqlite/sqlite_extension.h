@@ -3,6 +3,7 @@
 #ifndef VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
 #define VEXA_SQLITE_PLUGIN_SQLITE_EXTENSION_H_
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -83,7 +84,11 @@ class SqliteExtension : public common::PluginExtension {
 
     std::string path_;
     bool read_only_ = false;
-    bool has_state_ = false;  // whether the file holds the latest-row state
+    // Whether the instance is open, and whether its file holds the
+    // latest-row state: set under the lock, read without it, so that a read
+    // waits for its turn behind the pruning once, not once per question.
+    std::atomic<bool> open_{false};
+    std::atomic<bool> has_state_{false};
     Database db_;
     Statement insert_statement_;  // prepared once, for the life of the instance
     bool inserted_since_analysis_ = false;
