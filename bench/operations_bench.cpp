@@ -278,9 +278,7 @@ std::vector<Figure> pruning(Comparisons const& comparisons) {
     std::vector<std::string> const names{"bench_prune"};
     std::vector<double> waits;
 
-    auto const fresh_copy = [&] {
-        copy_database(comparisons.database, file);
-    };
+    auto const fresh_copy = [&] { copy_database(comparisons.database, file); };
     auto const library = [&] {
         fresh_copy();
         register_sqlite(names.front(), file, false);
