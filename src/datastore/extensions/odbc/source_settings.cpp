@@ -1,6 +1,5 @@
 #include "source_settings.h"
 
-#include <stdexcept>
 #include <vector>
 
 #include <odbcinst.h>
