@@ -219,6 +219,78 @@ TEST_F(SqliteLatestState, RandomWorkloadsGiveTheRowsOfTheComposedQuery) {
     expect_everything_as_composed("rw");
 }
 
+TEST_F(SqliteLatestState, RandomBatchesGiveTheRowsOfTheComposedQuery) {
+    open_sqlite("rw", sqlite_params(file_, false));
+    PlainConnection other(file_, false);
+    std::mt19937 random(20261127);
+    auto pick = [&](int n) { return static_cast<int>(random() % static_cast<unsigned>(n)); };
+    auto insert_some = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            // Out of order, negative and repeated stamps: a repeated one of
+            // the same pair is a retried record, stored once.
+            auto run = provider_run(kProviders[pick(3)], "n" + std::to_string(pick(4)),
+                                    pick(40) - 20, "o" + std::to_string(pick(2)));
+            run.header.Unique_timestamp = pick(40) - 20;
+            ASSERT_EQ(insert_run("rw", run), kOk);
+        }
+    };
+    for (int batch = 0; batch < 60; ++batch) {
+        ASSERT_EQ(control("rw", vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+        insert_some(pick(12));
+        if (pick(3) == 0) {
+            // A read inside the batch sees its rows, then the batch goes on.
+            expect_latest_rows_as_composed("rw", kProviders);
+            insert_some(pick(6));
+        }
+        ASSERT_EQ(control("rw", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+        expect_everything_as_composed("rw");
+        if (pick(4) == 0) {
+            other.execute(
+                "DELETE FROM provider_datastore WHERE rowid = (SELECT latest_rowid "
+                "FROM provider_datastore_state ORDER BY random() LIMIT 1);");
+        }
+    }
+    expect_everything_as_composed("rw");
+}
+
+TEST_F(SqliteLatestState, ABatchLostToAFailedInsertLeavesTheStateAndLaterRowsCount) {
+    open_sqlite("rw", sqlite_params(file_, false));
+    ASSERT_EQ(insert_run("rw", provider_run("cpu", "n1", 1)), kOk);
+    ASSERT_EQ(control("rw", vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+    ASSERT_EQ(insert_run("rw", provider_run("cpu", "n1", 5)), kOk);
+    ASSERT_EQ(insert_run("rw", provider_run("mem", "n2", 6)), kOk);
+    auto bad = provider_run("cpu", "n1", 7);
+    bad.header.node_names = {"a,b"};
+    {
+        vexa::test::StderrCapture const quiet;
+        EXPECT_NE(insert_run("rw", bad), kOk);
+        EXPECT_NE(control("rw", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+    }
+    expect_everything_as_composed("rw");
+
+    ASSERT_EQ(insert_run("rw", provider_run("cpu", "n1", 9)), kOk);
+    expect_everything_as_composed("rw");
+    EXPECT_EQ(PlainConnection(file_).rows("SELECT Unique_timestamp FROM provider_datastore_state;"),
+              (std::vector<std::string>{"1700000000000009"}));
+}
+
+TEST_F(SqliteLatestState, AnotherProgramsTriggerSeesEveryRowOfABatch) {
+    open_sqlite("rw", sqlite_params(file_, false));
+    // Created while the instance is open: each batch looks anew.
+    PlainConnection(file_, false)
+        .execute(
+            "CREATE TABLE audit(stored INTEGER); CREATE TRIGGER audit_insert AFTER INSERT ON "
+            "provider_datastore BEGIN INSERT INTO audit VALUES(NEW.rowid); END;");
+    ASSERT_EQ(control("rw", vexa::datastore::OP_BEGIN_BATCH, nullptr, nullptr), kOk);
+    for (int stamp = 1; stamp <= 3; ++stamp) {
+        ASSERT_EQ(insert_run("rw", provider_run("cpu", "n" + std::to_string(stamp), stamp)), kOk);
+    }
+    ASSERT_EQ(control("rw", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+    EXPECT_EQ(PlainConnection(file_).rows("SELECT count(*) FROM audit;"),
+              (std::vector<std::string>{"3"}));
+    expect_everything_as_composed("rw");
+}
+
 TEST_F(SqliteLatestState, AWritableOpenAddsAndFillsTheStateOfAnOlderFile) {
     write_file_without_state(100);
     {

@@ -8,6 +8,12 @@ namespace vexa::datastore::common {
 
 namespace {
 
+// The suffixes, after the state table's name, of the triggers that keep it.
+constexpr char kInsertPairTrigger[] = "_insert_pair";
+constexpr char kInsertNullKeyTrigger[] = "_insert_null_key";
+constexpr char kDeleteTrigger[] = "_delete";
+constexpr char kUpdateTrigger[] = "_update";
+
 // The key of a pair compared with the trigger row `row` ("NEW" or "OLD");
 // IS, so that a NULL in the key is a value of its own, as GROUP BY takes it.
 std::string same_pair(std::string const& row) {
@@ -35,17 +41,18 @@ std::string key_without_null(std::string const& row) {
            ".OptionID IS NOT NULL";
 }
 
-// take_if_newer for a row whose key holds no NULL, in one statement: the
-// key index finds the state's row once, where the UPDATE and the INSERT of
-// take_if_newer look it up twice. Unqualified names in DO UPDATE are the
-// state row's.
-std::string upsert_if_newer(std::string const& row) {
-    return "INSERT INTO " + state_table_name() + " VALUES(" + row + ".Provider, " + row +
-           ".Hostname, " + row + ".OptionID, " + row + ".Unique_timestamp, " + row +
-           ".rowid) ON CONFLICT(Provider, Hostname, OptionID) DO UPDATE SET Unique_timestamp = "
+// Makes the pair of `values` (Provider, Hostname, OptionID,
+// Unique_timestamp, rowid, in that order) take the row when it is newer than
+// the state's, in one statement: the key index finds the state's row once,
+// where the UPDATE and the INSERT of take_if_newer look it up twice. Only for
+// keys without a NULL, which the key index never matches. Unqualified names
+// in DO UPDATE are the state row's.
+std::string upsert_if_newer(std::string const& values) {
+    return "INSERT INTO " + state_table_name() + " VALUES(" + values +
+           ") ON CONFLICT(Provider, Hostname, OptionID) DO UPDATE SET Unique_timestamp = "
            "excluded.Unique_timestamp, latest_rowid = excluded.latest_rowid WHERE "
            "Unique_timestamp < excluded.Unique_timestamp OR (Unique_timestamp = "
-           "excluded.Unique_timestamp AND latest_rowid > excluded.latest_rowid);";
+           "excluded.Unique_timestamp AND latest_rowid > excluded.latest_rowid)";
 }
 
 // After the row `row` left its pair: when it was the latest, the next one
@@ -69,10 +76,14 @@ std::vector<std::string> insert_triggers() {
     // Inserts are the common write, so theirs is the cheap path; a key
     // holding a NULL, which only other programs write, takes the general one.
     return {
-        "CREATE TRIGGER IF NOT EXISTS " + state + "_insert_pair AFTER INSERT ON " + table_name +
-            " WHEN " + key_without_null("NEW") + " BEGIN " + upsert_if_newer("NEW") + " END",
-        "CREATE TRIGGER IF NOT EXISTS " + state + "_insert_null_key AFTER INSERT ON " + table_name +
-            " WHEN NOT (" + key_without_null("NEW") + ") BEGIN " + take_if_newer("NEW") + " END",
+        "CREATE TRIGGER IF NOT EXISTS " + state + kInsertPairTrigger + " AFTER INSERT ON " +
+            table_name + " WHEN " + key_without_null("NEW") + " BEGIN " +
+            upsert_if_newer(
+                "NEW.Provider, NEW.Hostname, NEW.OptionID, NEW.Unique_timestamp, NEW.rowid") +
+            "; END",
+        "CREATE TRIGGER IF NOT EXISTS " + state + kInsertNullKeyTrigger + " AFTER INSERT ON " +
+            table_name + " WHEN NOT (" + key_without_null("NEW") + ") BEGIN " +
+            take_if_newer("NEW") + " END",
     };
 }
 
@@ -90,12 +101,13 @@ std::vector<std::string> sqlite_state_schema() {
     for (std::string& trigger : insert_triggers()) {
         statements.push_back(std::move(trigger));
     }
-    statements.push_back("CREATE TRIGGER IF NOT EXISTS " + state + "_delete AFTER DELETE ON " +
-                         table_name + " BEGIN " + replace_if_latest("OLD") + " END");
+    statements.push_back("CREATE TRIGGER IF NOT EXISTS " + state + kDeleteTrigger +
+                         " AFTER DELETE ON " + table_name + " BEGIN " + replace_if_latest("OLD") +
+                         " END");
     // Only the columns the state depends on; the row leaves its old pair
     // first, then counts in its new one.
-    statements.push_back("CREATE TRIGGER IF NOT EXISTS " + state +
-                         "_update AFTER UPDATE OF rowid, Provider, Hostname, OptionID, "
+    statements.push_back("CREATE TRIGGER IF NOT EXISTS " + state + kUpdateTrigger +
+                         " AFTER UPDATE OF rowid, Provider, Hostname, OptionID, "
                          "Unique_timestamp ON " +
                          table_name + " BEGIN " + replace_if_latest("OLD") + " " +
                          take_if_newer("NEW") + " END");
@@ -113,6 +125,18 @@ std::vector<std::string> sqlite_state_trigger_renewal() {
         statements.push_back(std::move(trigger));
     }
     return statements;
+}
+
+std::string sqlite_state_upsert() { return upsert_if_newer("?1, ?2, ?3, ?4, ?5"); }
+
+std::string sqlite_other_triggers_query() {
+    std::string query =
+        "SELECT count(*) FROM sqlite_master WHERE type = 'trigger' AND name NOT IN (";
+    for (char const* suffix :
+         {kInsertPairTrigger, kInsertNullKeyTrigger, kDeleteTrigger, kUpdateTrigger}) {
+        query += (suffix == kInsertPairTrigger ? "'" : ", '") + state_table_name() + suffix + "'";
+    }
+    return query + ")";
 }
 
 std::string sqlite_state_fill() {

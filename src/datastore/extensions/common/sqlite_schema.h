@@ -22,6 +22,16 @@ std::vector<std::string> sqlite_state_schema();
 std::string sqlite_outdated_state_triggers_query();
 std::vector<std::string> sqlite_state_trigger_renewal();
 
+// The statement that makes a row the latest of its pair when it is newer
+// than the state's, as the insert trigger does, for a key without a NULL;
+// its parameters are Provider, Hostname, OptionID, Unique_timestamp and the
+// row's rowid. Without a terminating ";".
+std::string sqlite_state_upsert();
+
+// A query counting the triggers of the file that are not the state's own
+// (another program's, or the one skipping retried records).
+std::string sqlite_other_triggers_query();
+
 // Fills the empty state table from the provider table, in one statement.
 std::string sqlite_state_fill();
 

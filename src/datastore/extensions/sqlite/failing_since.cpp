@@ -4,6 +4,7 @@
 
 #include "pair_lookups.h"
 #include "planner_statistics.h"
+#include "sqlite_calls.h"
 #include "sqlite_extension.h"
 #include "statements.h"
 #include "time_limit.h"
@@ -49,16 +50,12 @@ class SqlitePairLookups : public common::PairLookups {
                                bool null_option) {
         sqlite3_stmt* const s = statement.get();
         sqlite3_reset(s);
-        bind(s, 1, pair.provider);
-        bind(s, 2, pair.hostname);
+        bind_text(s, 1, pair.provider);
+        bind_text(s, 2, pair.hostname);
         if (!null_option) {
-            bind(s, 3, pair.option_id);
+            bind_text(s, 3, pair.option_id);
         }
         return s;
-    }
-
-    static void bind(sqlite3_stmt* s, int index, std::string const& text) {
-        sqlite3_bind_text64(s, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
     }
 
     // Whether `s` yielded a row; throws with SQLite's text when it failed.

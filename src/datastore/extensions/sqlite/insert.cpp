@@ -13,11 +13,6 @@ namespace vexa::datastore::sqlite_plugin {
 
 namespace {
 
-// Hands SQLite the caller's bytes without a copy: they outlive the step.
-void bind_text(sqlite3_stmt* statement, int index, std::string const& text) {
-    sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
-}
-
 // Binds one value of the record as parameter `index`, by its type.
 struct ValueBinder {
     sqlite3_stmt* statement;

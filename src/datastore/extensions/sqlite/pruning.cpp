@@ -45,8 +45,7 @@ Statement prepare_bound(::sqlite3* db, std::string const& sql, PruneRequest cons
     sqlite3_bind_int64(s, 4, bound);
     for (std::size_t i = 0; i < request.providers.size(); ++i) {
         std::string const& provider = request.providers[i];
-        sqlite3_bind_text64(s, first_provider_parameter + static_cast<int>(i), provider.data(),
-                            provider.size(), SQLITE_STATIC, SQLITE_UTF8);
+        bind_text(s, first_provider_parameter + static_cast<int>(i), provider);
     }
     return statement;
 }

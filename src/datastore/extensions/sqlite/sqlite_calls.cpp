@@ -22,6 +22,10 @@ Statement prepare(::sqlite3* db, std::string const& sql) {
     return Statement(statement);
 }
 
+void bind_text(sqlite3_stmt* statement, int index, std::string const& text) {
+    sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_STATIC, SQLITE_UTF8);
+}
+
 sqlite3_int64 integer_of(::sqlite3* db, std::string const& sql, sqlite3_int64 fallback) {
     Statement statement = prepare(db, sql);
     int const rc = sqlite3_step(statement.get());

@@ -31,6 +31,10 @@ void execute(::sqlite3* db, std::string const& sql);
 // Null for a text holding no statement (blanks or comments only).
 Statement prepare(::sqlite3* db, std::string const& sql);
 
+// Binds `text` as parameter `index` without a copy: the caller keeps it
+// alive until the statement's step is done.
+void bind_text(sqlite3_stmt* statement, int index, std::string const& text);
+
 // The first column of the first result row of `sql` as a 64-bit integer;
 // `fallback` when there is no row or the value is NULL.
 sqlite3_int64 integer_of(::sqlite3* db, std::string const& sql, sqlite3_int64 fallback);

@@ -56,7 +56,7 @@ SqliteExtension::~SqliteExtension() {
 
 void SqliteExtension::close() noexcept {
     // A batch still open when the instance closes keeps its rows.
-    batch_.commit(db_.get(), instance_name, path_);
+    commit_open_batch();
     insert_statement_.reset();
     if (db_ != nullptr && !read_only_) {
         // SQLite's advice before closing: analyse what the queries of this
@@ -110,7 +110,32 @@ std::string SqliteExtension::describe() const {
     return "sqlite3 " + path_ + (read_only_ ? " (read-only)" : " (read-write)");
 }
 
+void SqliteExtension::end_deferred_state() {
+    if (!deferred_state_.active()) {
+        return;
+    }
+    try {
+        deferred_state_.write();
+    } catch (std::exception const& error) {
+        batch_.roll_back(db_.get(), instance_name,
+                         std::string("the latest-row state could not be written: ") + error.what());
+        deferred_state_.stop();
+        throw;
+    }
+    deferred_state_.stop();
+}
+
+bool SqliteExtension::commit_open_batch() noexcept {
+    try {
+        end_deferred_state();
+    } catch (std::exception const&) {
+        // Rolled back and logged; the commit below ends the failed batch.
+    }
+    return batch_.commit(db_.get(), instance_name, path_);
+}
+
 void SqliteExtension::refresh_statistics_after_inserts() {
+    end_deferred_state();
     if (inserted_since_analysis_) {
         refresh_planner_statistics(db_.get());
         inserted_since_analysis_ = false;
@@ -174,6 +199,12 @@ bool SqliteExtension::insert(provider::header const& header, std::string const& 
                 execute_insert(db_.get(), insert_statement_.get(), header, option_id, stdout_text,
                                stderr_text);
                 inserted_since_analysis_ = true;
+                // A retried record stores nothing and changes no state.
+                if (deferred_state_.active() && sqlite3_changes(db_.get()) > 0) {
+                    deferred_state_.note(header.Provider, header.Hostname, option_id,
+                                         header.Unique_timestamp,
+                                         sqlite3_last_insert_rowid(db_.get()));
+                }
                 if (!batch_.is_running()) {
                     // The row is committed: acknowledged only when it went to the
                     // file at the path, which may have moved during the write.
@@ -186,6 +217,7 @@ bool SqliteExtension::insert(provider::header const& header, std::string const& 
         if (batch_.is_running()) {
             batch_.roll_back(db_.get(), instance_name,
                              std::string("an insert failed: ") + error.what());
+            deferred_state_.stop();
         }
         throw;
     }

@@ -12,6 +12,7 @@
 #include <datastore/operations.h>
 
 #include "batch.h"
+#include "deferred_state.h"
 #include "fair_mutex.h"
 #include "plugin_extension.h"
 #include "sqlite_calls.h"
@@ -71,8 +72,16 @@ class SqliteExtension : public common::PluginExtension {
                                 std::vector<RunPairHistory>& out) override;
 
     void close() noexcept;
+    // Writes the state of the batch's inserts so far and turns the triggers
+    // back on, before any operation but another insert touches the file
+    // within a batch; a failure rolls the batch back and is passed on.
+    void end_deferred_state();
+    // Commits the open batch, its deferred state first; true when there was
+    // none. Never throws.
+    bool commit_open_batch() noexcept;
     // After inserts, a read first refreshes the query planner's statistics
-    // (the lock held), so that its plan fits the table as it is now.
+    // (the lock held), so that its plan fits the table as it is now; and
+    // within a batch it first sees the state of the batch's inserts.
     void refresh_statistics_after_inserts();
 
     // One connection and its prepared statements serve every thread of the
@@ -93,6 +102,8 @@ class SqliteExtension : public common::PluginExtension {
     Statement insert_statement_;  // prepared once, for the life of the instance
     bool inserted_since_analysis_ = false;
     Batch batch_;  // committed by close() when still open
+    // The state of a batch that has only inserted so far.
+    DeferredState deferred_state_;
 };
 
 }  // namespace vexa::datastore::sqlite_plugin
