@@ -27,6 +27,7 @@ using vexa::test::provider_run;
 using vexa::test::sqlite_params;
 
 constexpr int kOk = vexa::datastore::DataStoreExtension::OPERATION_SUCCESSFULL;
+constexpr int kFailed = vexa::datastore::DataStoreExtension::OPERATION_UNSUCCESSFULL;
 
 std::vector<std::string> const kProviders = {"cpu", "mem", "uname"};
 
@@ -262,9 +263,15 @@ TEST_F(SqliteLatestState, ABatchLostToAFailedInsertLeavesTheStateAndLaterRowsCou
     auto bad = provider_run("cpu", "n1", 7);
     bad.header.node_names = {"a,b"};
     {
-        vexa::test::StderrCapture const quiet;
-        EXPECT_NE(insert_run("rw", bad), kOk);
-        EXPECT_NE(control("rw", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kOk);
+        vexa::test::StderrCapture captured;
+        EXPECT_EQ(insert_run("rw", bad), kFailed);
+        EXPECT_EQ(control("rw", vexa::datastore::OP_COMMIT_BATCH, nullptr, nullptr), kFailed);
+        std::string const log = captured.text();
+        std::string const line =
+            "Datastore \"rw\": batch rolled back: an insert failed: node name \"a,b\" holds a "
+            "comma, which separates the stored node names\n";
+        ASSERT_GE(log.size(), line.size()) << log;
+        EXPECT_EQ(log.substr(log.size() - line.size()), line);
     }
     expect_everything_as_composed("rw");
 

@@ -23,9 +23,12 @@ void DeferredState::note(std::string const& provider, std::string const& hostnam
                          std::string const& option_id, std::int64_t unique_timestamp,
                          std::int64_t rowid) {
     Latest const row{unique_timestamp, rowid};
-    auto const [it, inserted] = latest_.try_emplace(Pair{provider, hostname, option_id}, row);
-    // Rowids grow, so among equal stamps the one noted first stays.
-    if (!inserted && unique_timestamp > it->second.unique_timestamp) {
+    // Looked up by reference: most rows of a batch find their pair noted.
+    auto const it = latest_.find(std::tie(provider, hostname, option_id));
+    if (it == latest_.end()) {
+        latest_.emplace(Pair{provider, hostname, option_id}, row);
+    } else if (unique_timestamp > it->second.unique_timestamp) {
+        // Rowids grow, so among equal stamps the one noted first stays.
         it->second = row;
     }
 }

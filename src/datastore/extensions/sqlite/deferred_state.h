@@ -4,6 +4,7 @@
 #define VEXA_SQLITE_PLUGIN_DEFERRED_STATE_H_
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <tuple>
@@ -53,7 +54,7 @@ class DeferredState {
     using Pair = std::tuple<std::string, std::string, std::string>;
 
     ::sqlite3* db_ = nullptr;
-    std::map<Pair, Latest> latest_;
+    std::map<Pair, Latest, std::less<>> latest_;  // std::less<> finds by a tuple of references
 };
 
 }  // namespace vexa::datastore::sqlite_plugin
